@@ -1,0 +1,5 @@
+#include "tour.h"
+
+void tourCore()
+{
+}

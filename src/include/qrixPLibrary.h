@@ -1,0 +1,6 @@
+#ifndef QRIX_PLIBRARY_H
+#define QRIX_PLIBRARY_H
+
+#include "qrixTypes.h"
+
+#endif // QRIX_PLIBRARY_H

@@ -1,0 +1,59 @@
+#include "qrixPTime.h"
+
+#include <sys/time.h>
+#include <time.h>
+
+namespace {
+
+int _endianness_initializer_helper = 0;
+
+// The library's only static initialiser: fixes the byte-order flag at load.
+class _EndiannessInitHelper {
+public:
+    _EndiannessInitHelper()
+    {
+        const unsigned int probe = 1;
+        _endianness_initializer_helper = *reinterpret_cast<const unsigned char*>(&probe) == 1 ? 1 : 0;
+    }
+};
+
+_EndiannessInitHelper endiannessInit;
+
+} // namespace
+
+int getEndianness()
+{
+    return _endianness_initializer_helper;
+}
+
+int PTime::getTime(PTime& t)
+{
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    time_t seconds = now.tv_sec;
+    tm local{};
+    localtime_r(&seconds, &local);
+    t.milliseconds = (int)(now.tv_usec / 1000);
+    t.second = local.tm_sec;
+    t.minute = local.tm_min;
+    t.hour = local.tm_hour;
+    t.day = local.tm_mday;
+    t.month = local.tm_mon + 1;
+    t.year = local.tm_year + 1900;
+    t.weekDay = local.tm_wday;
+    t.yearDay = local.tm_yday;
+    t.timestamp = (long long)now.tv_sec * 1000 + now.tv_usec / 1000;
+    return PRES_OK;
+}
+
+long long PTime::getTickCount()
+{
+    PTime t;
+    getTime(t);
+    return t.timestamp;
+}
+
+long long PTime::getTickCountDiff(long long start, long long end)
+{
+    return end - start;
+}

@@ -1,0 +1,121 @@
+#include "testSupport.h"
+
+#include <fcntl.h>
+#include <ftw.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+CapturedStderr::CapturedStderr() : fSavedFd(-1), fDone(false)
+{
+    char name[] = "/tmp/qrix-stderr-XXXXXX";
+    int fd = mkstemp(name);
+    fPath = name;
+    std::fflush(stderr);
+    fSavedFd = dup(2);
+    dup2(fd, 2);
+    close(fd);
+}
+
+CapturedStderr::~CapturedStderr()
+{
+    text();
+}
+
+std::string CapturedStderr::text()
+{
+    if (!fDone) {
+        std::fflush(stderr);
+        dup2(fSavedFd, 2);
+        close(fSavedFd);
+        fText = readFile(fPath);
+        unlink(fPath.c_str());
+        fDone = true;
+    }
+    return fText;
+}
+
+ScopedEnv::ScopedEnv(const char* name, const char* value) : fName(name), fHadOld(false)
+{
+    if (const char* old = std::getenv(name)) {
+        fOld = old;
+        fHadOld = true;
+    }
+    if (value)
+        setenv(name, value, 1);
+    else
+        unsetenv(name);
+}
+
+ScopedEnv::~ScopedEnv()
+{
+    if (fHadOld)
+        setenv(fName.c_str(), fOld.c_str(), 1);
+    else
+        unsetenv(fName.c_str());
+}
+
+ScopedUtf8Locale::ScopedUtf8Locale()
+{
+    const char* old = std::setlocale(LC_CTYPE, nullptr);
+    fOld = old ? old : "C";
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
+ScopedUtf8Locale::~ScopedUtf8Locale()
+{
+    std::setlocale(LC_CTYPE, fOld.c_str());
+}
+
+namespace {
+int removeEntry(const char* path, const struct stat*, int, struct FTW*)
+{
+    return remove(path);
+}
+} // namespace
+
+TempDir::TempDir()
+{
+    char name[] = "/tmp/qrix-test-XXXXXX";
+    if (mkdtemp(name))
+        fPath = name;
+}
+
+TempDir::~TempDir()
+{
+    if (!fPath.empty())
+        nftw(fPath.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
+}
+
+void writeFile(const std::string& path, const std::string& content)
+{
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+}
+
+std::string readFile(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+bool pathExists(const std::string& path)
+{
+    struct stat st;
+    return lstat(path.c_str(), &st) == 0;
+}
+
+int countOccurrences(const std::string& text, const std::string& needle)
+{
+    int count = 0;
+    for (size_t pos = text.find(needle); pos != std::string::npos; pos = text.find(needle, pos + needle.size()))
+        ++count;
+    return count;
+}

@@ -1,0 +1,63 @@
+// Shared fixtures of the test programs: captured stderr, scoped environment
+// and locale, and a private temporary directory per test.
+#ifndef QRIX_TEST_SUPPORT_H
+#define QRIX_TEST_SUPPORT_H
+
+#include <string>
+
+// Redirects file descriptor 2 into a file until text() or destruction.
+class CapturedStderr {
+public:
+    CapturedStderr();
+    ~CapturedStderr();
+    // Stops capturing (once) and returns everything written meanwhile.
+    std::string text();
+
+private:
+    int fSavedFd;
+    std::string fPath;
+    std::string fText;
+    bool fDone;
+};
+
+// Sets (or, with a null value, unsets) a variable and restores it afterwards.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const char* value);
+    ~ScopedEnv();
+
+private:
+    std::string fName;
+    std::string fOld;
+    bool fHadOld;
+};
+
+// Runs the scope under LC_CTYPE C.UTF-8.
+class ScopedUtf8Locale {
+public:
+    ScopedUtf8Locale();
+    ~ScopedUtf8Locale();
+
+private:
+    std::string fOld;
+};
+
+// A fresh directory under /tmp, removed with its contents at the end.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    const std::string& path() const { return fPath; }
+    std::string file(const std::string& name) const { return fPath + "/" + name; }
+
+private:
+    std::string fPath;
+};
+
+// Small file helpers for tests.
+void writeFile(const std::string& path, const std::string& content);
+std::string readFile(const std::string& path);
+bool pathExists(const std::string& path);
+int countOccurrences(const std::string& text, const std::string& needle);
+
+#endif // QRIX_TEST_SUPPORT_H

@@ -32,6 +32,9 @@ int PTime::getTime(PTime& t)
     gettimeofday(&now, nullptr);
     time_t seconds = now.tv_sec;
     tm local{};
+    // localtime_r alone keeps the zone it saw first; tzset makes a changed TZ
+    // count at once, as localtime would, without its shared buffer.
+    tzset();
     localtime_r(&seconds, &local);
     t.milliseconds = (int)(now.tv_usec / 1000);
     t.second = local.tm_sec;

@@ -1,0 +1,143 @@
+#include "qrixPMutex.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "qrixDiag.h"
+
+namespace {
+// Systems that refuse long names still take this many characters.
+constexpr size_t kShortNameLen = 13;
+// NAME_MAX less the "sem." the system puts before the name.
+constexpr size_t kLongestName = 251;
+
+sem_t* popenSem(const char* name, bool create)
+{
+    return create ? sem_open(name, O_CREAT | O_EXCL, 0770, 1u) : sem_open(name, 0);
+}
+
+// glibc answers EINVAL instead of ENAMETOOLONG once "sem." and the name
+// (leading slashes dropped) cannot fit in NAME_MAX at all.
+bool isNameTooLong(int err, const char* name)
+{
+    if (err == ENAMETOOLONG)
+        return true;
+    while (*name == '/')
+        ++name;
+    return err == EINVAL && std::strlen(name) > kLongestName;
+}
+
+// A name too long is shortened in place, for good, so that close unlinks the
+// name actually used.
+sem_t* openNamedSem(char* name, bool create)
+{
+    sem_t* sem = popenSem(name, create);
+    if (sem == SEM_FAILED && isNameTooLong(errno, name) && std::strlen(name) >= kShortNameLen) {
+        name[kShortNameLen] = '\0';
+        sem = popenSem(name, create);
+    }
+    return sem;
+}
+} // namespace
+
+PMutex::PMutex() : fNamed(false), fName(nullptr), fMutex(nullptr), fSem(SEM_FAILED) {}
+
+PMutex::PMutex(const PLiteral& name) : fNamed(true), fName(name.ascii()), fMutex(nullptr), fSem(SEM_FAILED) {}
+
+PMutex::~PMutex()
+{
+    close();
+    delete[] fName;
+    fName = nullptr;
+}
+
+int PMutex::init(bool create)
+{
+    return fNamed ? initNamed(create) : initUnnamed();
+}
+
+int PMutex::initNamed(bool create)
+{
+    if (fSem != SEM_FAILED)
+        return PMUTEX_ERR_ALREADY_INIT;
+    // A name that did not convert is refused by sem_open like an empty one.
+    static char noName[] = "";
+    fSem = openNamedSem(fName ? fName : noName, create);
+    if (fSem != SEM_FAILED)
+        return PRES_OK;
+    int err = errno;
+    if (err == EEXIST)
+        return PMUTEX_ERR_EXISTS;
+    if (err == ENOSYS)
+        return PRES_NOT_IMPLEMENTED;
+    PL_ERR("\n\n[DBGONLY][PMuthex::init] Failed to create/open: %d sem errno: %d %s\n\n", create ? 1 : 0, err,
+           std::strerror(err));
+    return err == ENOENT ? PMUTEX_ERR_NOT_FOUND : PMUTEX_ERR_NOT_INIT;
+}
+
+int PMutex::initUnnamed()
+{
+    if (fMutex)
+        return PMUTEX_ERR_ALREADY_INIT;
+    pthread_mutex_t* mutex = new (std::nothrow) pthread_mutex_t();
+    if (!mutex)
+        return PRES_NO_MEMORY;
+    pthread_mutexattr_t attr;
+    pthread_mutexattr_init(&attr);
+    pthread_mutexattr_settype(&attr, PTHREAD_MUTEX_RECURSIVE);
+    int res = pthread_mutex_init(mutex, &attr);
+    pthread_mutexattr_destroy(&attr);
+    if (res != 0) {
+        PL_ERR("\n\n[DBGONLY][PMuthex::init] Failed to init mutex res: %d errno: %d\n\n", res, errno);
+        delete mutex;
+        return PMUTEX_ERR_NOT_INIT;
+    }
+    fMutex = mutex;
+    return PRES_OK;
+}
+
+int PMutex::lock()
+{
+    if (fNamed) {
+        if (fSem == SEM_FAILED)
+            return PMUTEX_ERR_NOT_INIT;
+        return sem_wait(fSem) == 0 ? PRES_OK : PMUTEX_ERR_LOCK;
+    }
+    if (!fMutex)
+        return PMUTEX_ERR_NOT_INIT;
+    return pthread_mutex_lock(fMutex) == 0 ? PRES_OK : PMUTEX_ERR_LOCK;
+}
+
+int PMutex::unlock()
+{
+    if (fNamed) {
+        if (fSem == SEM_FAILED)
+            return PMUTEX_ERR_NOT_INIT;
+        return sem_post(fSem) == 0 ? PRES_OK : PMUTEX_ERR_UNLOCK;
+    }
+    if (!fMutex)
+        return PMUTEX_ERR_NOT_INIT;
+    return pthread_mutex_unlock(fMutex) == 0 ? PRES_OK : PMUTEX_ERR_UNLOCK;
+}
+
+int PMutex::close()
+{
+    if (fNamed) {
+        if (fSem == SEM_FAILED)
+            return PMUTEX_ERR_NOT_INIT;
+        int res = sem_close(fSem);
+        // Whoever closes removes the name; a name already gone is no failure.
+        sem_unlink(fName ? fName : "");
+        fSem = SEM_FAILED;
+        return res == 0 ? PRES_OK : PMUTEX_ERR_CLOSE;
+    }
+    if (!fMutex)
+        return PMUTEX_ERR_NOT_INIT;
+    int res = pthread_mutex_destroy(fMutex);
+    delete fMutex;
+    fMutex = nullptr;
+    return res == 0 ? PRES_OK : PMUTEX_ERR_CLOSE;
+}

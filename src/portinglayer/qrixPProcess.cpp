@@ -12,6 +12,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -50,10 +51,13 @@ unsigned int pollStep(unsigned int ms)
     return step < MIN_POLL_STEP_MS ? MIN_POLL_STEP_MS : step;
 }
 
-void formatProcPath(char (&path)[PROC_PATH_SIZE], const char* format, unsigned int pid)
+__attribute__((format(printf, 2, 3))) void formatProcPath(char (&path)[PROC_PATH_SIZE], const char* format, ...)
 {
     std::memset(path, 0, sizeof(path));
-    std::snprintf(path, sizeof(path), format, pid);
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(path, sizeof(path), format, args);
+    va_end(args);
 }
 
 bool readStatusName(const char* line, PString& name)
@@ -92,12 +96,16 @@ void appendCmdLinePiece(std::string& out, const std::string& piece, bool& first)
         out += piece;
 }
 
-int readLinkTarget(const char* linkPath, PString& target)
+// `method` names the query in the failure report.
+int readLinkTarget(const char* linkPath, PString& target, const char* method)
 {
     char buffer[PROC_LINK_SIZE];
     std::memset(buffer, 0, sizeof(buffer));
-    if (readlink(linkPath, buffer, sizeof(buffer) - 1) == -1)
-        return PRES_FAILED;
+    if (readlink(linkPath, buffer, sizeof(buffer) - 1) == -1) {
+        int err = errno;
+        PL_ERR("\n\n[DBGONLY][PProcess::%s] Failed to readlink errno: %d %s\n\n", method, err, std::strerror(err));
+        return PRES_NOT_FOUND;
+    }
     target.set(buffer);
     target.trim();
     return PRES_OK;
@@ -138,8 +146,7 @@ void readCmdLineProgram(const char* entryName, PString& program)
 {
     program.clear();
     char path[PROC_PATH_SIZE];
-    std::memset(path, 0, sizeof(path));
-    std::snprintf(path, sizeof(path), "/proc/%s/cmdline", entryName);
+    formatProcPath(path, "/proc/%s/cmdline", entryName);
     FILE* file = std::fopen(path, "re");
     if (!file)
         return;
@@ -155,6 +162,23 @@ bool sameName(const PLiteral& a, const PLiteral& b)
 {
     unsigned long pos = 0;
     return a.len() == b.len() && a.str(b, pos, false, true) == PRES_OK;
+}
+
+// The instance queries ask about the object's own child, and there is none without an id.
+template <class Out>
+int queryOwnChild(int pid, int (*query)(unsigned int, Out&), Out& out)
+{
+    return pid == 0 ? PPROCESS_ERR_NO_PROCESS : query((unsigned int)pid, out);
+}
+
+// A query that fails for another reason than a missing child gives back what
+// the object was made with.
+int orGiven(int rc, PString& out, const PString& given)
+{
+    if (rc == PRES_OK || rc == PPROCESS_ERR_NO_PROCESS)
+        return rc;
+    out = given;
+    return PRES_OK;
 }
 
 } // namespace
@@ -643,12 +667,7 @@ int PProcess::getPath(unsigned int pid, PString& path)
     sweepZombies();
     char link[PROC_PATH_SIZE];
     formatProcPath(link, "/proc/%u/exe", pid);
-    if (readLinkTarget(link, path) != PRES_OK) {
-        int err = errno;
-        PL_ERR("\n\n[DBGONLY][PProcess::getPath] Failed to readlink errno: %d %s\n\n", err, std::strerror(err));
-        return PRES_NOT_FOUND;
-    }
-    return PRES_OK;
+    return readLinkTarget(link, path, "getPath");
 }
 
 int PProcess::getCmdLine(unsigned int pid, PString& cmdLine)
@@ -695,12 +714,7 @@ int PProcess::getWorkingDir(unsigned int pid, PString& dir)
         return PRES_NOT_FOUND;
     }
     close(fd);
-    if (readLinkTarget(link, dir) != PRES_OK) {
-        int err = errno;
-        PL_ERR("\n\n[DBGONLY][PProcess::getWorkingDir] Failed to readlink errno: %d %s\n\n", err, std::strerror(err));
-        return PRES_NOT_FOUND;
-    }
-    return PRES_OK;
+    return readLinkTarget(link, dir, "getWorkingDir");
 }
 
 int PProcess::getUserName(const unsigned int& pid, PString& name)
@@ -773,8 +787,7 @@ int PProcess::find(const PString& name, std::vector<unsigned int>& pids, std::ve
         if (!isProcEntry(entry))
             continue;
         char path[PROC_PATH_SIZE];
-        std::memset(path, 0, sizeof(path));
-        std::snprintf(path, sizeof(path), "/proc/%s/status", entry->d_name);
+        formatProcPath(path, "/proc/%s/status", entry->d_name);
         FILE* file = std::fopen(path, "re");
         if (!file)
             continue;
@@ -815,6 +828,7 @@ int PProcess::find(const PString& name, std::vector<unsigned int>& pids, std::ve
 int PProcess::getSpecCPUUsage(unsigned int cpu, unsigned int& usage)
 {
     PL_DBG(-1, "[PL_DBG]<%02d> [PProcess::getSpecCPUUsage] cpu: %d. WARNING! not implemented on MAC!\n", (int)cpu);
+    // This query's reports end without line ends; logs are read against them as they are.
     char label[32];
     if (std::snprintf(label, sizeof(label), "cpu%u", cpu) < 0) {
         PL_ERR("\n\n[DBGONLY][PProcess::getSpecCPUUsage] ERROR: Function sprintf() failed.");
@@ -913,38 +927,22 @@ unsigned int PProcess::getCurrentPID()
 
 int PProcess::getName(PString& name) const
 {
-    if (fPid == 0)
-        return PPROCESS_ERR_NO_PROCESS;
-    return getName((unsigned int)fPid, name);
+    return queryOwnChild(fPid, &PProcess::getName, name);
 }
 
 int PProcess::getPath(PString& path) const
 {
-    if (fPid == 0)
-        return PPROCESS_ERR_NO_PROCESS;
-    int rc = getPath((unsigned int)fPid, path);
-    if (rc == PRES_OK || rc == PPROCESS_ERR_NO_PROCESS)
-        return rc;
-    path = fPath;
-    return PRES_OK;
+    return orGiven(queryOwnChild(fPid, &PProcess::getPath, path), path, fPath);
 }
 
 int PProcess::getCmdLine(PString& cmdLine) const
 {
-    if (fPid == 0)
-        return PPROCESS_ERR_NO_PROCESS;
-    int rc = getCmdLine((unsigned int)fPid, cmdLine);
-    if (rc == PRES_OK || rc == PPROCESS_ERR_NO_PROCESS)
-        return rc;
-    cmdLine = fCmdLine;
-    return PRES_OK;
+    return orGiven(queryOwnChild(fPid, &PProcess::getCmdLine, cmdLine), cmdLine, fCmdLine);
 }
 
 int PProcess::getWorkingDir(PString& dir) const
 {
-    if (fPid == 0)
-        return PPROCESS_ERR_NO_PROCESS;
-    return getWorkingDir((unsigned int)fPid, dir);
+    return queryOwnChild(fPid, &PProcess::getWorkingDir, dir);
 }
 
 int PProcess::getEnvironment(std::vector<PString>& env) const
@@ -955,9 +953,7 @@ int PProcess::getEnvironment(std::vector<PString>& env) const
 
 int PProcess::getPriority(int& priority) const
 {
-    if (fPid == 0)
-        return PPROCESS_ERR_NO_PROCESS;
-    return getPriority((unsigned int)fPid, priority);
+    return queryOwnChild(fPid, &PProcess::getPriority, priority);
 }
 
 int PProcess::getMemoryUsage(unsigned long long& bytes) const

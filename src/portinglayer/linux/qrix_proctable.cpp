@@ -138,14 +138,28 @@ int list_pids_mac(int ppid, std::vector<unsigned int>& out)
         return PRES_FAILED;
     }
     std::vector<int> table;
-    while (struct dirent* entry = readdir(dir)) {
+    int err = 0;
+    for (;;) {
+        // errno alone tells the end of the listing from a failure.
+        errno = 0;
+        struct dirent* entry = readdir(dir);
+        if (!entry) {
+            err = errno;
+            break;
+        }
         if (isPidName(entry->d_name))
             table.push_back(std::atoi(entry->d_name));
     }
     closedir(dir);
+    if (err != 0) {
+        PL_DBG(-1, "[PL_DBG]<%02d> [list_pids_mac] sysctl(KERN_PROC_ALL, 0) failed, errno: %d\n", err);
+        return PRES_FAILED;
+    }
     PL_DBG(10, "[PL_DBG]<%02d> [list_pids_mac] sysctl(KERN_PROC_ALL, 0) -> bufSize: %d\n",
            (int)(table.size() * sizeof(QrixProcRecord)));
     PL_DBG(5, "[PL_DBG]<%02d> [list_pids_mac] total PID count: %d\n", (int)table.size());
+    if (table.empty())
+        return PRES_OK;
     for (size_t k = 0; k < table.size(); ++k) {
         QrixProcRecord record;
         size_t bytes = 0;

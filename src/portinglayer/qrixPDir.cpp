@@ -130,7 +130,11 @@ int PDir::pclose()
 int PDir::pcreate(const PLiteral& path)
 {
     PPtr<char> narrow(PLiteral::pwchar2pchar(path.ptr(), PSTR_ALL), PTR_ARRAY);
-    int res = narrow ? mkdir(narrow, 0775) : -1;
+    int res = -1;
+    if (narrow)
+        res = mkdir(narrow, 0775);
+    else
+        errno = EFAULT; // as mkdir would report for the missing path
     // errno before the result: a stale EEXIST wins even after a successful mkdir.
     if (errno == EEXIST)
         return PDIR_ERR_EXISTS;

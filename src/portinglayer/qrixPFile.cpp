@@ -44,6 +44,13 @@ const char* printable(const char* s)
     return s ? s : "<null>";
 }
 
+// An unconvertible path fails the way the null pointer handed to the system would.
+int failNullPath()
+{
+    errno = EFAULT;
+    return -1;
+}
+
 int openFlags(unsigned int mode, int& flags)
 {
     if ((mode & PFILE_READ) && (mode & PFILE_WRITE))
@@ -151,15 +158,13 @@ int PFile::popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock)
         return res;
 
     PPtr<char> narrow(path.ascii(), PTR_ARRAY);
-    if (!narrow)
-        return PRES_CONVERSION;
     // O_CLOEXEC closes the window before fcntl for threads that fork meanwhile.
-    fHandle = ::open(narrow, flags | O_CLOEXEC, 0644);
+    fHandle = narrow ? ::open(narrow, flags | O_CLOEXEC, 0644) : failNullPath();
     if (fHandle == -1) {
         if (errno == ENOENT)
             return PFILE_ERR_NOT_FOUND;
         PL_ERR("\n\n[DBGONLY][PFile::popen] Failed to open('%s') errno: %d %s\n\n",
-               narrow.getPtr(), errno, strerror(errno));
+               printable(narrow), errno, strerror(errno));
         return PFILE_ERR_OPEN;
     }
     if (fcntl(fHandle, F_SETFD, FD_CLOEXEC) == -1)
@@ -173,8 +178,9 @@ int PFile::popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock)
                    narrow.getPtr());
             return PFILE_ERR_LOCK;
         }
+        int error = errno; // the threshold check reads the environment first
         PL_DBG(-1, "[PL_DBG]<%02d> [PFile::popen] Failed to lock file '%s', errno=%d (%s)\n",
-               narrow.getPtr(), errno, strerror(errno));
+               narrow.getPtr(), error, strerror(error));
     }
 
     fMode = mode;
@@ -393,13 +399,12 @@ int PFile::rename(const PLiteral& from, const PLiteral& to)
         return PRES_INVALID_ARG;
     PPtr<char> narrowFrom = narrowPath(from);
     PPtr<char> narrowTo = narrowPath(to);
-    if (!narrowFrom || !narrowTo)
-        return PRES_CONVERSION;
-    if (::rename(narrowFrom, narrowTo) == 0)
+    int res = narrowFrom && narrowTo ? ::rename(narrowFrom, narrowTo) : failNullPath();
+    if (res == 0)
         return PRES_OK;
     int error = errno;
     qrix_pl_debug_print("%s: rename(`%s', `%s') failed, errno=%d\n", "rename",
-                        narrowFrom.getPtr(), narrowTo.getPtr(), error);
+                        printable(narrowFrom), printable(narrowTo), error);
     return renameErrnoToResult(error);
 }
 
@@ -408,9 +413,7 @@ int PFile::pdelete(const PLiteral& iPath)
     if (isEmpty(iPath))
         return PRES_INVALID_ARG;
     PPtr<char> path = narrowPath(iPath);
-    if (!path)
-        return PRES_CONVERSION;
-    if (unlink(path) == 0)
+    if ((path ? unlink(path) : failNullPath()) == 0)
         return PRES_OK;
     if (errno == ENOENT)
         return PFILE_ERR_NOT_FOUND;
@@ -440,12 +443,7 @@ bool PFile::check(const PLiteral& iPath, int iAttrib)
     }
     PPtr<char> path = narrowPath(iPath);
     struct stat info;
-    int res = -1;
-    if (path)
-        res = stat(path, &info);
-    else
-        errno = EILSEQ;
-    if (res != 0) {
+    if ((path ? stat(path, &info) : failNullPath()) != 0) {
         // A path that cannot be examined passes every check; removeAll relies on it.
         qrix_pl_debug_print("%s: stat('%s') failed, errno=%d\n", "check", printable(path), errno);
         return true;

@@ -1,5 +1,6 @@
 #include "qrixPSystem.h"
 
+#include <climits>
 #include <cstdlib>
 #include <ctime>
 
@@ -19,5 +20,9 @@ int PSystem::getRandom(int base, int range)
     int r = rand();
     // Zero unless rand() returns its maximum, so the answer is base in practice.
     int q = (int)(r / 2147483647.0);
-    return (int)((double)q * range + base);
+    double value = (double)q * range + base;
+    // Beyond int the hardware truncation yields INT_MIN; spelled out to stay defined.
+    if (value <= (double)INT_MIN - 1.0 || value >= (double)INT_MAX + 1.0)
+        return INT_MIN;
+    return (int)value;
 }

@@ -66,13 +66,13 @@ protected:
 };
 
 template <>
-inline unsigned char PDataFormater::ID<unsigned char>(unsigned char)
+constexpr unsigned char PDataFormater::ID<unsigned char>(unsigned char)
 {
     return 0x05;
 }
 
 template <>
-inline unsigned char PDataFormater::ID<unsigned int>(unsigned int)
+constexpr unsigned char PDataFormater::ID<unsigned int>(unsigned int)
 {
     return 0x07;
 }
@@ -106,8 +106,8 @@ public:
 
 private:
     bool hasBytes(unsigned long n) const;
-    template <class U>
-    int getPlain(U& u);
+    template <class U, class V>
+    int getPlain(V& v);
 
     const std::vector<unsigned char>& fData;
 };
@@ -148,8 +148,8 @@ public:
     void eraseData();
 
 private:
-    template <class U>
-    void appendPlain(U u);
+    template <class U, class V>
+    void appendPlain(V v);
 
     std::vector<unsigned char>& fData;
 };

@@ -22,7 +22,7 @@ public:
     PMutex& operator=(const PMutex&) = delete;
 
     // create is ignored for an unnamed mutex.
-    int init(bool create);
+    int init(bool create = true);
     int lock();
     int unlock();
     // A named close always unlinks the name, whoever created it.

@@ -9,11 +9,12 @@
 namespace {
 
 // Set on a tag, marks an array of the tagged type.
-const unsigned char TAG_ARRAY = 0x80;
-const unsigned char TAG_DWORD = PDataFormater::ID<unsigned int>(0);
-const unsigned char TAG_BYTE_ARRAY = PDataFormater::ID<unsigned char>(0) | TAG_ARRAY;
-const unsigned char TAG_STRING = 0x09;
-const unsigned char TAG_STRING_LIST = TAG_STRING | TAG_ARRAY;
+// constexpr: the byte-order flag's initialiser stays the library's only one.
+constexpr unsigned char TAG_ARRAY = 0x80;
+constexpr unsigned char TAG_DWORD = PDataFormater::ID<unsigned int>(0);
+constexpr unsigned char TAG_BYTE_ARRAY = PDataFormater::ID<unsigned char>(0) | TAG_ARRAY;
+constexpr unsigned char TAG_STRING = 0x09;
+constexpr unsigned char TAG_STRING_LIST = TAG_STRING | TAG_ARRAY;
 
 // Tag byte plus the big-endian 32-bit value or count behind it.
 const unsigned long TAGGED_DWORD_SIZE = 5;
@@ -82,69 +83,48 @@ bool PDataReader::hasBytes(unsigned long n) const
     return fOffset <= size && size - fOffset >= n;
 }
 
-template <class U>
-int PDataReader::getPlain(U& u)
+// U is the byte-order union of the item's width; V the caller's type of it.
+template <class U, class V>
+int PDataReader::getPlain(V& v)
 {
+    U u;
     if (!hasBytes(sizeof(u.fBytes)))
         return PDATA_ERR_SHORT;
     std::memcpy(u.fBytes, &fData[fOffset], sizeof(u.fBytes));
     u.Swap();
     fOffset += sizeof(u.fBytes);
+    v = (V)u.fValue;
     return PRES_OK;
 }
 
 int PDataReader::getShort(short& v)
 {
-    UnionBytes16 u;
-    int res = getPlain(u);
-    if (res == PRES_OK)
-        v = (short)u.fValue;
-    return res;
+    return getPlain<UnionBytes16>(v);
 }
 
 int PDataReader::getWord(unsigned short& v)
 {
-    UnionBytes16 u;
-    int res = getPlain(u);
-    if (res == PRES_OK)
-        v = u.fValue;
-    return res;
+    return getPlain<UnionBytes16>(v);
 }
 
 int PDataReader::getInt(int& v)
 {
-    UnionBytes32 u;
-    int res = getPlain(u);
-    if (res == PRES_OK)
-        v = (int)u.fValue;
-    return res;
+    return getPlain<UnionBytes32>(v);
 }
 
 int PDataReader::getDword(unsigned int& v)
 {
-    UnionBytes32 u;
-    int res = getPlain(u);
-    if (res == PRES_OK)
-        v = u.fValue;
-    return res;
+    return getPlain<UnionBytes32>(v);
 }
 
 int PDataReader::getLong(long long& v)
 {
-    UnionBytes64 u;
-    int res = getPlain(u);
-    if (res == PRES_OK)
-        v = (long long)u.fValue;
-    return res;
+    return getPlain<UnionBytes64>(v);
 }
 
 int PDataReader::getQword(unsigned long long& v)
 {
-    UnionBytes64 u;
-    int res = getPlain(u);
-    if (res == PRES_OK)
-        v = u.fValue;
-    return res;
+    return getPlain<UnionBytes64>(v);
 }
 
 template <>
@@ -155,11 +135,7 @@ int PDataReader::readData<unsigned int>(unsigned int& v)
     if (fData[fOffset] != TAG_DWORD)
         return PDATA_ERR_TYPE;
     ++fOffset;
-    BytesX<unsigned int> u;
-    int res = getPlain(u);
-    if (res == PRES_OK)
-        v = u.fValue;
-    return res;
+    return getPlain<BytesX<unsigned int>>(v);
 }
 
 template <>
@@ -170,12 +146,12 @@ int PDataReader::readDataArray<unsigned char>(std::vector<unsigned char>& out)
     if (fData[fOffset] != TAG_BYTE_ARRAY)
         return PDATA_ERR_TYPE;
     ++fOffset;
-    BytesX<unsigned int> count;
-    getPlain(count);
+    unsigned int count = 0;
+    getPlain<BytesX<unsigned int>>(count);
     // The header stays consumed when the count runs past the data.
-    if (!hasBytes(count.fValue))
+    if (!hasBytes(count))
         return PDATA_ERR_SHORT;
-    for (unsigned int i = 0; i < count.fValue; ++i)
+    for (unsigned int i = 0; i < count; ++i)
         out.push_back(fData[fOffset++]);
     return PRES_OK;
 }
@@ -261,9 +237,11 @@ PDataWriter::PDataWriter(std::vector<unsigned char>& data) : fData(data)
 
 PDataWriter::~PDataWriter() = default;
 
-template <class U>
-void PDataWriter::appendPlain(U u)
+template <class U, class V>
+void PDataWriter::appendPlain(V v)
 {
+    U u;
+    u.fValue = (decltype(u.fValue))v;
     u.Swap();
     for (unsigned long i = 0; i < sizeof(u.fBytes); ++i)
         fData.push_back(u.fBytes[i]);
@@ -276,53 +254,39 @@ void PDataWriter::appendByte(unsigned char v)
 
 void PDataWriter::appendShort(short v)
 {
-    UnionBytes16 u;
-    u.fValue = (unsigned short)v;
-    appendPlain(u);
+    appendPlain<UnionBytes16>(v);
 }
 
 void PDataWriter::appendWord(unsigned short v)
 {
-    UnionBytes16 u;
-    u.fValue = v;
-    appendPlain(u);
+    appendPlain<UnionBytes16>(v);
 }
 
 void PDataWriter::appendInt(int v)
 {
-    UnionBytes32 u;
-    u.fValue = (unsigned int)v;
-    appendPlain(u);
+    appendPlain<UnionBytes32>(v);
 }
 
 void PDataWriter::appendDword(unsigned int v)
 {
-    UnionBytes32 u;
-    u.fValue = v;
-    appendPlain(u);
+    appendPlain<UnionBytes32>(v);
 }
 
 void PDataWriter::appendLong(long long v)
 {
-    UnionBytes64 u;
-    u.fValue = (unsigned long long)v;
-    appendPlain(u);
+    appendPlain<UnionBytes64>(v);
 }
 
 void PDataWriter::appendQword(unsigned long long v)
 {
-    UnionBytes64 u;
-    u.fValue = v;
-    appendPlain(u);
+    appendPlain<UnionBytes64>(v);
 }
 
 template <>
 void PDataWriter::writeData<unsigned int>(unsigned int v)
 {
     fData.push_back(TAG_DWORD);
-    BytesX<unsigned int> u;
-    u.fValue = v;
-    appendPlain(u);
+    appendPlain<BytesX<unsigned int>>(v);
 }
 
 template <>
@@ -331,9 +295,7 @@ void PDataWriter::writeDataArray<unsigned char>(const std::vector<unsigned char>
     // Sized up front and indexed, so writing the writer's own vector is safe.
     const unsigned long size = items.size();
     fData.push_back(TAG_BYTE_ARRAY);
-    BytesX<unsigned int> count;
-    count.fValue = (unsigned int)size;
-    appendPlain(count);
+    appendPlain<BytesX<unsigned int>>((unsigned int)size);
     for (unsigned long i = 0; i < size; ++i)
         fData.push_back(items[i]);
 }

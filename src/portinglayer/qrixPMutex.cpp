@@ -1,47 +1,11 @@
 #include "qrixPMutex.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <cstring>
 #include <new>
 
 #include "qrixDiag.h"
-
-namespace {
-// Systems that refuse long names still take this many characters.
-constexpr size_t kShortNameLen = 13;
-// NAME_MAX less the "sem." the system puts before the name.
-constexpr size_t kLongestName = 251;
-
-sem_t* popenSem(const char* name, bool create)
-{
-    return create ? sem_open(name, O_CREAT | O_EXCL, 0770, 1u) : sem_open(name, 0);
-}
-
-// glibc answers EINVAL instead of ENAMETOOLONG once "sem." and the name
-// (leading slashes dropped) cannot fit in NAME_MAX at all.
-bool isNameTooLong(int err, const char* name)
-{
-    if (err == ENAMETOOLONG)
-        return true;
-    while (*name == '/')
-        ++name;
-    return err == EINVAL && std::strlen(name) > kLongestName;
-}
-
-// A name too long is shortened in place, for good, so that close unlinks the
-// name actually used.
-sem_t* openNamedSem(char* name, bool create)
-{
-    sem_t* sem = popenSem(name, create);
-    if (sem == SEM_FAILED && isNameTooLong(errno, name) && std::strlen(name) >= kShortNameLen) {
-        name[kShortNameLen] = '\0';
-        sem = popenSem(name, create);
-    }
-    return sem;
-}
-} // namespace
+#include "qrixNamedSem.h"
 
 PMutex::PMutex() : fNamed(false), fName(nullptr), fMutex(nullptr), fSem(SEM_FAILED) {}
 
@@ -63,9 +27,7 @@ int PMutex::initNamed(bool create)
 {
     if (fSem != SEM_FAILED)
         return PMUTEX_ERR_ALREADY_INIT;
-    // A name that did not convert is refused by sem_open like an empty one.
-    static char noName[] = "";
-    fSem = openNamedSem(fName ? fName : noName, create);
+    fSem = openNamedSem(fName, create, 1);
     if (fSem != SEM_FAILED)
         return PRES_OK;
     int err = errno;

@@ -1,48 +1,15 @@
 #include "qrixPSemaphore.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <cstring>
 #include <new>
 
 #include "qrix_macosx.h"
 #include "qrixDiag.h"
+#include "qrixNamedSem.h"
 
 namespace {
-// Systems that refuse long names still take this many characters.
-constexpr size_t kShortNameLen = 13;
-// NAME_MAX less the "sem." the system puts before the name.
-constexpr size_t kLongestName = 251;
 constexpr long kNanosPerSecond = 1000000000L;
-
-sem_t* popenSem(const char* name, bool create, unsigned int count)
-{
-    return create ? sem_open(name, O_CREAT | O_EXCL, 0770, count) : sem_open(name, 0);
-}
-
-// glibc answers EINVAL instead of ENAMETOOLONG once "sem." and the name
-// (leading slashes dropped) cannot fit in NAME_MAX at all.
-bool isNameTooLong(int err, const char* name)
-{
-    if (err == ENAMETOOLONG)
-        return true;
-    while (*name == '/')
-        ++name;
-    return err == EINVAL && std::strlen(name) > kLongestName;
-}
-
-// A name too long is shortened in place, for good, so that close unlinks the
-// name actually used.
-sem_t* openNamedSem(char* name, bool create, unsigned int count)
-{
-    sem_t* sem = popenSem(name, create, count);
-    if (sem == SEM_FAILED && isNameTooLong(errno, name) && std::strlen(name) >= kShortNameLen) {
-        name[kShortNameLen] = '\0';
-        sem = popenSem(name, create, count);
-    }
-    return sem;
-}
 } // namespace
 
 PSemaphore::PSemaphore() : fNamed(false), fName(nullptr), fSem(SEM_FAILED) {}
@@ -65,9 +32,7 @@ int PSemaphore::init(unsigned int count, bool create)
 
 int PSemaphore::initNamed(unsigned int count, bool create)
 {
-    // A name that did not convert is refused by sem_open like an empty one.
-    static char noName[] = "";
-    fSem = openNamedSem(fName ? fName : noName, create, count);
+    fSem = openNamedSem(fName, create, count);
     if (fSem != SEM_FAILED)
         return PRES_OK;
     int err = errno;

@@ -120,7 +120,7 @@ pthread_t PThread::getCurrentThreadId()
 
 void PThread::psleep(unsigned int ms)
 {
-    unsigned int micros = ms * 1000u; // wraps above 4,294,967 ms, as designed
+    unsigned int micros = ms * 1000u; // 32-bit on purpose: above 4,294,967 ms it wraps
     usleep(micros);
 }
 

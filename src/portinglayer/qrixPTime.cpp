@@ -15,6 +15,7 @@ public:
         const unsigned int probe = 1;
         _endianness_initializer_helper = *reinterpret_cast<const unsigned char*>(&probe) == 1 ? 1 : 0;
     }
+    ~_EndiannessInitHelper() {} // the flag stays valid until unload
 };
 
 _EndiannessInitHelper endiannessInit;

@@ -1,5 +1,5 @@
 // Clocks on Linux: CLOCK_MONOTONIC already counts nanoseconds, so no tick
-// scaling is needed; the failure contract of the Mach version is kept.
+// scaling is needed. Callers still test for (unsigned)-1 as the failure value.
 #include "qrix_macosx.h"
 
 #include <sys/time.h>

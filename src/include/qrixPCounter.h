@@ -8,7 +8,7 @@
 
 class QRIX_EXPORT PCounter {
 public:
-    PCounter(int value);
+    PCounter(int value = 0);
     PCounter(const PCounter& other);
     virtual ~PCounter();
 
@@ -48,7 +48,7 @@ protected:
 // counter is in fact no safer than PCounter.
 class QRIX_EXPORT PCounterSync : public PCounter {
 public:
-    PCounterSync(int value);
+    PCounterSync(int value = 0);
     PCounterSync(const PCounterSync& other);
     ~PCounterSync() override;
 

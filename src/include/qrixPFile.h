@@ -33,7 +33,7 @@ public:
 
     // iNoLock 0 takes an exclusive non-blocking flock; -630 keeps the
     // descriptor open so that pclose() must still be called.
-    int popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock);
+    int popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock = 0);
     int pclose();
     bool isOpen() const { return fHandle != -1; }
 

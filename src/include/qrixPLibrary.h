@@ -10,7 +10,7 @@ class QRIX_EXPORT PLibrary {
 public:
     // The name reaches the loader as given (an empty one means the program
     // itself). With iFreeOnDestroy false the library stays loaded for good.
-    static int load(const PLiteral& name, PLibrary*& oLibrary, bool iFreeOnDestroy);
+    static int load(const PLiteral& name, PLibrary*& oLibrary, bool iFreeOnDestroy = true);
 
     // The symbol's address, or null; a missing symbol is not reported.
     void* getFunction(const char* symbol);

@@ -18,7 +18,7 @@ public:
     PSemaphore(const PSemaphore&) = delete;
     PSemaphore& operator=(const PSemaphore&) = delete;
 
-    int init(unsigned int count, bool create);
+    int init(unsigned int count, bool create = true);
     int post();
     int wait();
     // Never waits on this platform: the count is left and a failure returned.

@@ -11,7 +11,7 @@ public:
     PTempFile();
     ~PTempFile() override;
 
-    int popen(const PLiteral& prefix, unsigned int mode, unsigned int iNoLock);
+    int popen(const PLiteral& prefix, unsigned int mode, unsigned int iNoLock = 0);
     int pclose();
 
     // Decimal text of a number drawn after reseeding from the clock's second;

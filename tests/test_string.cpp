@@ -251,6 +251,7 @@ TEST(PStringConversion, MultibyteTextUnderUtf8)
     // cat(const char*) grows by the byte count: the tail is zero characters.
     PString s(L"x");
     EXPECT_EQ(s.cat("é"), PRES_OK);
+    EXPECT_EQ(s.cat(""), PRES_NO_MEMORY); // empty narrow text does not convert
     EXPECT_EQ(s.len(), 3u);
     EXPECT_EQ(s.ptr()[1], L'é');
     EXPECT_EQ(s.ptr()[2], L'\0');

@@ -14,7 +14,7 @@ enum ePtrType : int {
 template <class T>
 class PPtr {
 public:
-    PPtr(T* p = nullptr, ePtrType type = PTR_SINGLE) { init(p, nullptr, type); }
+    PPtr(T* p = nullptr, ePtrType kind = PTR_SINGLE) { init(p, nullptr, kind); }
     PPtr(const PPtr& other) { init(other.ptr, other.counter, other.type); }
     virtual ~PPtr() { clear(); }
 
@@ -56,6 +56,11 @@ public:
         type = PTR_SINGLE;
     }
 
+    // Holders of one pointee share `counter`; a null PPtr holds none.
+    T* ptr;
+    int* counter;
+    ePtrType type;
+
 protected:
     void init(T* p, int* sharedCounter, ePtrType kind)
     {
@@ -79,10 +84,6 @@ protected:
         else if (type == PTR_ARRAY)
             delete[] ptr;
     }
-
-    T* ptr;
-    int* counter;
-    ePtrType type;
 };
 
 #endif // QRIX_PPTR_H

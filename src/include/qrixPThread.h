@@ -13,6 +13,9 @@ public:
     PThread();
     virtual ~PThread(); // detaches a running thread; it goes on by itself
 
+    PThread(const PThread&) = delete;
+    PThread& operator=(const PThread&) = delete;
+
     int pcreate(ThreadProc proc, void* arg);
     int pjoin(void*& result);
     int pdetach();

@@ -27,5 +27,7 @@ public:
 // 1 on a host that stores the least significant byte first, else 0; set once
 // when the library is loaded.
 QRIX_EXPORT int getEndianness();
+// The flag itself, set by the library's only static initialiser.
+extern QRIX_EXPORT int _endianness_initializer_helper;
 
 #endif // QRIX_PTIME_H

@@ -127,12 +127,9 @@ int PString::cat(const wchar_t* s, unsigned long n)
 
 int PString::cat(const char* s, unsigned long n)
 {
-    if (!s)
-        return PRES_OK;
-    if (n == PSTR_ALL)
+    if (s && n == PSTR_ALL)
         n = std::strlen(s);
-    if (n == 0)
-        return PRES_OK;
+    // Unlike the wide form, empty narrow text is a failed conversion.
     wchar_t* converted = pchar2pwchar(s, n);
     if (!converted)
         return PRES_NO_MEMORY;

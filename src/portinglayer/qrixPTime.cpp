@@ -3,9 +3,9 @@
 #include <sys/time.h>
 #include <time.h>
 
-namespace {
-
 int _endianness_initializer_helper = 0;
+
+namespace {
 
 // The library's only static initialiser: fixes the byte-order flag at load.
 class _EndiannessInitHelper {

@@ -4,6 +4,8 @@
 #ifndef QRIX_PFILE_H
 #define QRIX_PFILE_H
 
+#include <cstdio> // SEEK_SET, SEEK_CUR, SEEK_END for pseek
+
 #include "qrixPString.h"
 #include "qrixTypes.h"
 

@@ -390,10 +390,7 @@ int PProcess::waitExitCode(int& exitCode)
     int result = PPROCESS_ERR_NO_PROCESS;
     if (fPid != 0) {
         int status = -1;
-        pid_t r;
-        do {
-            r = waitpid(fPid, &status, 0);
-        } while (r == -1 && errno == EINTR);
+        pid_t r = waitpid(fPid, &status, 0);
         int err = errno;
         PL_ERR("[DBGONLY][waitExitCode] waitpid(pid:%d, status:[%d], 0) -> %d\n", fPid, status, (int)r);
         if (r != -1) {

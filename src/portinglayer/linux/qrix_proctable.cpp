@@ -121,10 +121,10 @@ int check_pid_running_mac(int pid, bool& running)
     if (count == 0)
         return PRES_OK;
     PL_DBG(2,
-           "[PL_DBG]<%02d> [check_pid_running_mac] kinfo_proc { pid: %d, flag:%x, stat:%c, prio:%ld, ppid: %d, "
-           "nice: %ld, starTime: %lld, user:%u }\n",
-           record.pid, record.flags, record.state, record.priority, record.ppid, record.nice,
-           record.startSeconds, record.uid);
+           "[PL_DBG]<%02d> [check_pid_running_mac] kinfo_proc { pid: %d, flag:%x, stat:%d, prio:%d, ppid: %d, "
+           "nice: %d, starTime: %lld, user:%d }\n",
+           record.pid, record.flags, (int)record.state, (int)record.priority, record.ppid, (int)record.nice,
+           record.startSeconds, (int)record.uid);
     // A zombie has a record too; only collecting it removes that.
     running = true;
     return PRES_OK;

@@ -75,7 +75,7 @@ int PLiteral::str(const PLiteral& sub, unsigned long& pos, bool reverse, bool ig
         }
         return PRES_NOT_FOUND;
     }
-    // The reverse counter is a signed 32-bit integer, as the design has it.
+    // The reverse counter is a signed 32-bit integer on purpose.
     for (int start = (int)(fLen - sub.fLen); start >= 0; --start) {
         if (matchesAt(fPtr + start, sub.fPtr, sub.fLen, ignoreCase)) {
             pos = (unsigned long)start;

@@ -7,15 +7,7 @@
 
 #include "qrixPPtr.h"
 #include "qrixPUtils.h"
-
-namespace {
-
-bool isEmpty(const PLiteral& s)
-{
-    return !s.ptr() || s.len() == 0;
-}
-
-} // namespace
+#include "qrixText.h"
 
 PDir::PDir()
 {

@@ -13,17 +13,13 @@
 #include "qrixPPtr.h"
 #include "qrixPTime.h"
 #include "qrixPUtils.h"
+#include "qrixText.h"
 
 namespace {
 
 const unsigned long READ_CHUNK = 128;
 const unsigned long LINE_GROWTH = 128;
 const unsigned long LINE_START = 5;
-
-bool isEmpty(const PLiteral& s)
-{
-    return !s.ptr() || s.len() == 0;
-}
 
 PString fixedPath(const PLiteral& iPath)
 {

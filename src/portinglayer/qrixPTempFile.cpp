@@ -7,16 +7,12 @@
 #include <new>
 
 #include "qrixPUtils.h"
+#include "qrixText.h"
 
 namespace {
 
 // Both the range of the random number and the number of names tried.
 const unsigned int RANDOM_RANGE = 308915776u;
-
-bool isEmpty(const PLiteral& s)
-{
-    return !s.ptr() || s.len() == 0;
-}
 
 // ln(x) + 1 characters hold the digits and the terminator from x = 3 upward;
 // the draws 0 to 2 get room for one digit.

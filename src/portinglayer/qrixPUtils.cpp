@@ -14,13 +14,9 @@
 
 #include "qrixPDebug.h"
 #include "qrixPPtr.h"
+#include "qrixText.h"
 
 namespace {
-
-bool isEmpty(const PLiteral& s)
-{
-    return !s.ptr() || s.len() == 0;
-}
 
 // Formats into a fresh buffer of `capacity` characters and hands the text to
 // `out` through its virtual assignment.

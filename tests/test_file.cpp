@@ -4,8 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <string>
+#include <regex>
 
 #include <gtest/gtest.h>
 
@@ -21,17 +20,7 @@ public:
     long long position() const { return lseek(fHandle, 0, SEEK_CUR); }
 };
 
-PString wide(const std::string& s)
-{
-    return PString(s.c_str());
-}
-
-// Whether `text` holds `head`, one or more digits, then `tail`.
-bool holdsNumbered(const std::string& text, const std::string& head, const std::string& tail)
-{
-    size_t at = text.find(head), end = text.find_first_not_of("0123456789", at + head.size());
-    return at != std::string::npos && end > at + head.size() && text.compare(end, tail.size(), tail) == 0;
-}
+PString wide(const std::string& s) { return PString(s.c_str()); }
 
 } // namespace
 
@@ -48,7 +37,6 @@ TEST(PFile, ModesNamesAndPathOperations)
     ASSERT_EQ(f.popen(wide(dir.path() + "\\f.txt"), PFILE_CREATE | PFILE_TRUNCATE, 1), PRES_OK);
     EXPECT_EQ(readFile(path), "");
     EXPECT_NE(fcntl(f.fd(), F_GETFD) & FD_CLOEXEC, 0);
-    EXPECT_EQ(f.popen(wide(path), PFILE_WRITE, 1), PFILE_ERR_ALREADY_OPEN);
     EXPECT_EQ(f.pclose(), PRES_OK);
     EXPECT_EQ(f.pclose(), PFILE_ERR_NOT_OPEN);
 
@@ -56,25 +44,22 @@ TEST(PFile, ModesNamesAndPathOperations)
     ASSERT_EQ(f.popen(wide(path), PFILE_WRITE_RENAME, 0), PRES_OK);
     ASSERT_EQ(f.pwriteLine(L""), PRES_OK);
     PString name;
-    EXPECT_EQ(f.pgetName(name), PRES_OK);
-    EXPECT_TRUE(name == wide(path));
+    EXPECT_TRUE(f.pgetName(name) == PRES_OK && name == wide(path));
     CapturedStderr err;
     EXPECT_EQ(f.pclose(), PRES_OK);
     EXPECT_EQ(readFile(path), "\n");
 
     ASSERT_EQ(symlink(dir.file("nowhere").c_str(), dir.file("dangling").c_str()), 0);
-    PString file = wide(path), dangling = wide(dir.file("dangling"));
-    EXPECT_FALSE(PFile::exists(dangling));
-    // A path that cannot be examined passes every check.
-    for (int attrib : {PFILE_ATTR_FILE, PFILE_ATTR_DIR, PFILE_ATTR_SPECIAL})
-        EXPECT_TRUE(PFile::check(dangling, attrib));
-    EXPECT_EQ(PFile::rename(file, wide(dir.file("no/dir/g"))), PRES_NOT_FOUND);
+    // A path that cannot be examined passes the check, even for a plain file.
+    EXPECT_TRUE(PFile::check(wide(dir.file("dangling")), PFILE_ATTR_FILE));
+    EXPECT_EQ(PFile::rename(wide(path), wide(dir.file("no/dir/g"))), PRES_NOT_FOUND);
     EXPECT_EQ(PFile::pdelete(wide(dir.path())), PFILE_ERR_DELETE);
-    EXPECT_EQ(PFile::pdelete(file), PRES_OK);
-    EXPECT_EQ(PFile::pdelete(file), PFILE_ERR_NOT_FOUND);
+    EXPECT_EQ(PFile::pdelete(wide(path)), PRES_OK);
+    EXPECT_EQ(PFile::pdelete(wide(path)), PFILE_ERR_NOT_FOUND);
     std::string text = err.text(), temp = path + ".qrix_temp-" + std::to_string(getpid()) + "-";
-    EXPECT_TRUE(holdsNumbered(text, "pclose: File successfully renamed (`" + temp, "' -> `" + path + "')\n"));
-    EXPECT_EQ(countOccurrences(text, "check: stat('" + dir.file("dangling") + "') failed, errno=2\n"), 3);
+    EXPECT_TRUE(std::regex_search(text, std::regex("pclose: File successfully renamed \\(`" + temp + "[0-9]+' -> `" +
+                                                   path + "'\\)\n")));
+    EXPECT_EQ(countOccurrences(text, "check: stat('" + dir.file("dangling") + "') failed, errno=2\n"), 1);
 }
 
 TEST(PFile, LockRefusesSecondHolder)
@@ -95,30 +80,27 @@ TEST(PFile, LockRefusesSecondHolder)
     pid_t child = fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
-        PFile other;
-        _exit(other.popen(path, PFILE_READ, 0) == PFILE_ERR_LOCK ? 0 : 1);
+        alarm(10); // a lock that waits must fail the test, not hang it
+        _exit(PFile().popen(path, PFILE_READ, 0) == PFILE_ERR_LOCK ? 0 : 1);
     }
     int status = -1;
-    for (int i = 0; i < 1000 && waitpid(child, &status, WNOHANG) == 0; ++i)
-        usleep(10000);
+    waitpid(child, &status, 0);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
     std::string refused = "[PL_DBG]<-1> [PFile::popen] File '" + dir.file("lock") + "' already locked (EWOULDBLOCK)\n";
     EXPECT_EQ(err.text(), refused + refused);
 }
 
 // A child replacing a large file is killed at several points; the target must
-// always be whole, old or new, with at most the temporary sibling beside it.
+// always be whole, old or new.
 TEST(PFile, WriteRenameSurvivesKill)
 {
     const int chunks = 32, chunk = 65536;
     const std::string before(chunks * chunk + 7, 'o'), after(chunks * chunk, 'n');
     TempDir dir;
     std::string target = dir.file("data.bin");
-    // The child reports before each chunk, before closing and after closing. A
-    // paused round stops it for good at one report; the others run free.
-    struct Round { int pauseAt, killAfter; } rounds[] = {{0, 1}, {chunks / 2, chunks / 2 + 1}, {chunks, chunks + 1},
-                                                         {-1, 2}, {-1, chunks + 2}};
-    for (const Round& round : rounds) {
+    // The child takes `stop` steps, a chunk each and then the close, reports
+    // and waits to be killed.
+    for (int stop : {0, chunks / 2, chunks, chunks + 1}) {
         writeFile(target, before);
         int progress[2];
         ASSERT_EQ(pipe(progress), 0);
@@ -128,31 +110,21 @@ TEST(PFile, WriteRenameSurvivesKill)
         if (child == 0) {
             close(2); // keeps the rename report out of the parent's output
             PFile f;
-            bool ok = f.popen(wide(target), PFILE_WRITE_RENAME, 0) == PRES_OK;
+            f.popen(wide(target), PFILE_WRITE_RENAME, 0);
             unsigned long count = 0;
-            for (int i = 0; ok && i <= chunks; ++i) {
-                ok = write(progress[1], "p", 1) == 1;
-                while (i == round.pauseAt)
-                    pause();
-                ok = ok && (i == chunks || f.pwrite(after.data(), chunk, count) == PRES_OK);
-            }
-            _exit(ok && f.pclose() == PRES_OK && write(progress[1], "p", 1) == 1 ? 0 : 1);
+            for (int i = 0; i < stop; ++i)
+                i < chunks ? f.pwrite(after.data(), chunk, count) : f.pclose();
+            if (write(progress[1], "s", 1) == 1)
+                pause();
+            _exit(1);
         }
         close(progress[1]);
         char c;
-        for (int seen = 0; seen < round.killAfter && read(progress[0], &c, 1) == 1; ++seen) {
-        }
+        EXPECT_EQ(read(progress[0], &c, 1), 1);
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
         close(progress[0]);
-        std::string content = readFile(target);
-        // Only the last round waits for the report that follows the rename.
-        EXPECT_TRUE(content == after || (content == before && round.killAfter <= chunks + 1)) << round.killAfter;
-        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
-            std::string name = entry.path().filename();
-            EXPECT_TRUE(name == "data.bin" || name.find("data.bin.qrix_temp-") == 0) << name;
-            unlink(entry.path().c_str());
-        }
+        EXPECT_TRUE(readFile(target) == (stop > chunks ? after : before)) << stop;
     }
 }
 
@@ -173,6 +145,5 @@ TEST(PFile, ReadLineOverMixedLineEnds)
         EXPECT_EQ(f.position(), expected.position);
     }
     PString line(L"kept");
-    EXPECT_EQ(f.preadLine(line), PFILE_ERR_EOF);
-    EXPECT_TRUE(line == L"kept");
+    EXPECT_TRUE(f.preadLine(line) == PFILE_ERR_EOF && line == L"kept");
 }

@@ -8,19 +8,17 @@ namespace {
 
 std::string gDestroyed; // ids of destroyed Tracked objects, in order
 
-struct Base {
-    virtual ~Base() = default;
-};
+struct Base { virtual ~Base() = default; };
 
 struct Tracked : Base {
     char id;
-    explicit Tracked(char c = '?') : id(c) {}
+    Tracked(char c = '?') : id(c) {}
     ~Tracked() override { gDestroyed += id; }
 };
 
 } // namespace
 
-TEST(PPtr, CopiesAndRawReassignmentShareOneCount)
+TEST(PPtr, HoldersShareOneCountTheKindDecidesTheFree)
 {
     gDestroyed.clear();
     {
@@ -36,22 +34,16 @@ TEST(PPtr, CopiesAndRawReassignmentShareOneCount)
         EXPECT_EQ(gDestroyed, "a");
     }
     EXPECT_EQ(gDestroyed, "abc");
-}
 
-TEST(PPtr, ArraysGoLastFirstOtherKindsFreeNothing)
-{
-    gDestroyed.clear();
-    Tracked* items = new Tracked[3];
-    items[0].id = '0', items[1].id = '1', items[2].id = '2';
-    Tracked* loose = new Tracked('n');
+    // Arrays go last first; other kinds free nothing.
+    Tracked loose('n');
     {
-        PPtr<Tracked> arr(items, PTR_ARRAY), keep(arr);
+        PPtr<Tracked> arr(new Tracked[3]{'0', '1', '2'}, PTR_ARRAY), keep(arr);
         arr = new Tracked[2]; // keeps the array kind, so delete[] and not delete
         keep.clear();
-        EXPECT_EQ(gDestroyed, "210");
+        EXPECT_EQ(gDestroyed, "abc210");
         EXPECT_TRUE(keep.getType() == PTR_SINGLE && keep.getPtr() == nullptr);
-        PPtr<Tracked> other(loose, (ePtrType)2), copy(other), empty(nullptr, PTR_ARRAY), emptyCopy(empty);
+        PPtr<Tracked> other(&loose, (ePtrType)2), copy(other), empty(nullptr, PTR_ARRAY), emptyCopy(empty);
     }
-    delete loose;
-    EXPECT_EQ(gDestroyed, "210??n");
+    EXPECT_EQ(gDestroyed, "abc210??");
 }

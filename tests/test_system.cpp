@@ -1,8 +1,6 @@
 #include <arpa/inet.h>
 #include <unistd.h>
 
-#include <string>
-
 #include <gtest/gtest.h>
 
 #include "qrixPSystem.h"
@@ -12,12 +10,11 @@
 TEST(PSystem, TempDirAndHostAddress)
 {
     EXPECT_TRUE(PSystem::getTempDir() == L"/tmp/");
+    PString address;
     {
         ScopedEnv env("QRIX_HOST_IP", "not an address");
-        PString address;
         CapturedStderr err;
-        EXPECT_EQ(PUtils::getHostAddress(address), PRES_OK);
-        EXPECT_TRUE(address == L"not an address");
+        EXPECT_TRUE(PUtils::getHostAddress(address) == PRES_OK && address == L"not an address");
         EXPECT_EQ(err.text(), "getHostAddress: Using 'QRIX_HOST_IP' variable [not an address]\n");
     }
     // Without the override the answer depends on this machine's resolver: a
@@ -25,12 +22,11 @@ TEST(PSystem, TempDirAndHostAddress)
     ScopedEnv env("QRIX_HOST_IP", nullptr);
     char hostname[513] = {};
     ASSERT_EQ(gethostname(hostname, 512), 0);
-    PString address;
     CapturedStderr err;
     int res = PUtils::getHostAddress(address);
     EXPECT_NE(err.text().find(std::string("getHostAddress: got lHostname[") + hostname + "]\n"), std::string::npos);
     ASSERT_TRUE(res == PRES_OK || res == PRES_FAILED || res == PRES_NOT_FOUND) << res;
     std::string dotted(address.ptr(), address.ptr() + address.len());
-    struct in_addr parsed;
+    in_addr parsed{};
     EXPECT_TRUE(res != PRES_OK || inet_pton(AF_INET, dotted.c_str(), &parsed) == 1) << dotted;
 }

@@ -1,5 +1,4 @@
 // Time: local fields, the wall-clock tick count, the shim clocks and byte order.
-#include <sys/time.h>
 #include <time.h>
 
 #include <gtest/gtest.h>
@@ -9,9 +8,9 @@
 
 static long long wallMs()
 {
-    timeval tv{};
-    gettimeofday(&tv, nullptr);
-    return (long long)tv.tv_sec * 1000 + tv.tv_usec / 1000;
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return (long long)now.tv_sec * 1000 + now.tv_nsec / 1000000;
 }
 
 TEST(PTime, FieldsFollowTheLocalZoneTimestampDoesNot)
@@ -35,7 +34,6 @@ TEST(PTime, FieldsFollowTheLocalZoneTimestampDoesNot)
 TEST(Clocks, MonotonicNeverGoesBackRealTimeIsTheWallClock)
 {
     timespec prev{};
-    ASSERT_EQ(clock_gettime_mac(6, &prev), PRES_OK);
     for (int i = 0; i < 20000; ++i) {
         timespec now{};
         ASSERT_EQ(clock_gettime_mac(6, &now), PRES_OK);
@@ -43,10 +41,9 @@ TEST(Clocks, MonotonicNeverGoesBackRealTimeIsTheWallClock)
         ASSERT_TRUE(now.tv_sec > prev.tv_sec || (now.tv_sec == prev.tv_sec && now.tv_nsec >= prev.tv_nsec));
         prev = now;
     }
-    timespec kernel{};
-    clock_gettime(CLOCK_MONOTONIC, &kernel);
-    unsigned long long ticks = get_ticks_nano(); // nanoseconds of the same clock
-    EXPECT_LT(ticks - ((unsigned long long)kernel.tv_sec * 1000000000ULL + kernel.tv_nsec), 1000000000ULL);
+    // get_ticks_nano counts nanoseconds of the kernel's monotonic clock.
+    clock_gettime(CLOCK_MONOTONIC, &prev);
+    EXPECT_LT(get_ticks_nano() - ((unsigned long long)prev.tv_sec * 1000000000ULL + prev.tv_nsec), 1000000000ULL);
 
     long long before = wallMs();
     ASSERT_EQ(clock_gettime_mac(0, &prev), PRES_OK);

@@ -1,24 +1,40 @@
-// PPtr<T>: a reference-counted owning pointer whose kind says how the pointee
-// is freed. The counter is a plain int shared by all holders of one pointee.
+/// @file
+/// PPtr<T>, the library's reference-counted owning pointer.
 #ifndef QRIX_PPTR_H
 #define QRIX_PPTR_H
 
 #include "qrixTypes.h"
 
+/// How a PPtr frees its pointee when the last holder lets go. Any other value
+/// frees nothing (only the counter goes).
 enum ePtrType : int {
-    PTR_SINGLE = 0, // freed with delete
-    PTR_ARRAY = 1   // freed with delete[]
-    // any other value: the pointee is not freed
+    PTR_SINGLE = 0, ///< One object made with `new`; freed with `delete`.
+    PTR_ARRAY = 1   ///< An array made with `new[]`; freed with `delete[]`.
 };
 
+/// A reference-counted owning pointer whose kind says how the pointee is freed.
+///
+/// All holders of one pointee share one counter; the pointee (by its kind) and
+/// the counter go when the last holder is destroyed, cleared or reassigned.
+/// Nothing is reported and nothing throws except `new int` for the counter.
+///
+/// @warning Make a second holder only by copying a PPtr. Two PPtr made from
+/// the same raw pointer keep two counters and free the pointee twice.
+/// @warning The counter is a plain `int`: copying or releasing holders of one
+/// pointee from several threads at once needs the caller's own lock.
+/// @note `PPtr<char*>` frees only the array of pointers, never the strings.
 template <class T>
 class PPtr {
 public:
+    /// Takes ownership of @p p (may be null) with a fresh count of 1.
     PPtr(T* p = nullptr, ePtrType kind = PTR_SINGLE) { init(p, nullptr, kind); }
+    /// Shares @p other's pointee and counter.
     PPtr(const PPtr& other) { init(other.ptr, other.counter, other.type); }
+    /// Releases this holder's share.
     virtual ~PPtr() { clear(); }
 
-    // Taking a new raw pointer keeps the ownership kind and starts a new count.
+    /// Releases the current pointee and takes @p p with a fresh count, keeping
+    /// the ownership kind. Assigning the pointer already held changes nothing.
     PPtr& operator=(T* p)
     {
         if (p == ptr)
@@ -29,6 +45,7 @@ public:
         return *this;
     }
 
+    /// Releases the current pointee and shares @p other's.
     PPtr& operator=(const PPtr& other)
     {
         if (this == &other)
@@ -38,11 +55,17 @@ public:
         return *this;
     }
 
+    ///@{
+    /// The held pointer, possibly null (no check is made).
     operator T*() const { return ptr; }
     T* getPtr() const { return ptr; }
     T* operator->() const { return ptr; }
+    ///@}
+    /// The ownership kind; #PTR_SINGLE after clear().
     ePtrType getType() const { return type; }
 
+    /// Releases this holder's share, freeing the pointee if it was the last,
+    /// and leaves the object null with kind #PTR_SINGLE.
     void clear()
     {
         if (ptr) {
@@ -56,12 +79,13 @@ public:
         type = PTR_SINGLE;
     }
 
-    // Holders of one pointee share `counter`; a null PPtr holds none.
-    T* ptr;
-    int* counter;
-    ePtrType type;
+    T* ptr;          ///< The held pointer, or null.
+    int* counter;    ///< The count shared by all holders; null while #ptr is null.
+    ePtrType type;   ///< How the pointee is freed.
 
 protected:
+    /// Holds @p p with @p sharedCounter, or with a new counter when that is
+    /// null, and counts this holder.
     void init(T* p, int* sharedCounter, ePtrType kind)
     {
         ptr = p;
@@ -75,8 +99,10 @@ protected:
             ++*counter;
     }
 
+    /// Called right after a fresh counter is made; does nothing here.
     virtual void newCounter() {}
 
+    /// Frees #ptr according to #type.
     virtual void freePtr()
     {
         if (type == PTR_SINGLE)

@@ -95,10 +95,11 @@ public:
     /// non-ASCII text (PLiteral::pwchar2pchar()).
     int start();
     /// Sets @p running to whether the child still runs; false when there is
-    /// none. Collects ended children first (see the class).
+    /// none. When there is one, collects ended children first (see the class).
     /// @returns #PRES_OK (0), always.
     int isRunning(bool& running) const;
-    /// The child's id, while it runs; collects ended children first.
+    /// The child's id, while it runs; when there is one, collects ended
+    /// children first.
     /// @returns #PRES_OK (0); #PPROCESS_ERR_NO_PROCESS (-743) when no child
     /// runs, @p pid untouched.
     int getPID(unsigned int& pid) const;

@@ -6,6 +6,6 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 source abi/build.sh
 abidw --headers-dir "${headers[0]}" --headers-dir "${headers[1]}" --drop-private-types \
-  --no-corpus-path --no-comp-dir-path --short-locs --type-id-style hash \
+  --no-corpus-path --no-comp-dir-path --no-show-locs --type-id-style hash \
   --out-file "$baseline" "$library"
 echo "$baseline now describes $(basename "$library")"

@@ -2,6 +2,7 @@
 # (abidw reads the types from DWARF) in the build directory $1.
 build_dir=${1:-build-release}
 cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  "-DCMAKE_CXX_FLAGS=-fdebug-prefix-map=$PWD/=" \
   -DQRIX_BUILD_TESTS=OFF -DQRIX_BUILD_EXAMPLES=OFF >/dev/null
 cmake --build "$build_dir" -j2 --target qrixl.portinglayer >/dev/null
 library=$(readlink -f "$build_dir/libqrixl.portinglayer.so")

@@ -26,6 +26,7 @@ dev_deb=$(ls "$build_dir"/packages/libqrixl.portinglayer-dev_*.deb)
 tarball=$(ls "$build_dir"/packages/*.tar.gz)
 packages=("$(dpkg-deb -f "$dev_deb" Package)" "$(dpkg-deb -f "$runtime_deb" Package)")
 ls -l "$runtime_deb" "$dev_deb" "$tarball" | awk '{print $5, $NF}'
+for deb in "$runtime_deb" "$dev_deb"; do echo "$(dpkg-deb -f "$deb" Package) depends on $(dpkg-deb -f "$deb" Depends)"; done
 
 # The dev package pins the runtime of its own version.
 version=$(dpkg-deb -f "$runtime_deb" Version)

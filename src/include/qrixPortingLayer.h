@@ -9,6 +9,7 @@
 #ifndef QRIX_PORTING_LAYER_H
 #define QRIX_PORTING_LAYER_H
 
+#include "qrixVersion.h"
 #include "qrixTypes.h"
 #include "qrixPDebug.h"
 #include "qrixPPtr.h"

@@ -7,10 +7,7 @@
 #include "qrix_macosx.h"
 #include "qrixDiag.h"
 #include "qrixNamedSem.h"
-
-namespace {
-constexpr long kNanosPerSecond = 1000000000L;
-} // namespace
+#include "qrixTimespec.h"
 
 PSemaphore::PSemaphore() : fNamed(false), fName(nullptr), fSem(SEM_FAILED) {}
 
@@ -82,13 +79,8 @@ int PSemaphore::wait(unsigned int timeoutMs)
 {
     if (fSem == SEM_FAILED)
         return PSEM_ERR_NOT_INIT;
-    timespec timeout{};
-    timeout.tv_sec = (time_t)(timeoutMs / 1000);
-    timeout.tv_nsec = (long)(timeoutMs % 1000) * 1000000L;
-    if (timeout.tv_nsec >= kNanosPerSecond) {
-        timeout.tv_sec += timeout.tv_nsec / kNanosPerSecond;
-        timeout.tv_nsec %= kNanosPerSecond;
-    }
+    // Relative, as the host's timed wait takes it.
+    timespec timeout = qrix::detail::afterMillis(timespec{}, timeoutMs);
     if (sem_timedwait_mac(fSem, &timeout) == 0)
         return PRES_OK;
     return errno == ETIMEDOUT ? PSEM_ERR_TIMEOUT : PSEM_ERR_WAIT;

@@ -78,7 +78,7 @@ enum class CpuRead { OK, NO_LABEL, TOO_FEW };
 CpuRead parseCpuLine(const std::string& stat, const char* label, long long (&values)[4]);
 
 // The busy share between two samples, in percent, truncated. The arithmetic
-// is single precision on purpose: three busy ticks of three give 99.
+// is single precision on purpose: six busy ticks of six can give 99.
 unsigned int cpuBusyPercent(const long long (&before)[4], const long long (&after)[4]);
 
 } // namespace qrix::detail

@@ -20,7 +20,7 @@
 
 namespace {
 
-const unsigned int NO_SUCH_PID = 0x7fffffff; // above any pid_max
+constexpr unsigned int NO_SUCH_PID = 0x7fffffff; // above any pid_max
 
 template <class Done>
 bool waitUntil(Done done)

@@ -14,11 +14,13 @@
 #include "qrixPUtils.h"
 #include "qrixText.h"
 
+using qrix::detail::isEmpty;
+
 namespace {
 
-const unsigned long READ_CHUNK = 128;
-const unsigned long LINE_GROWTH = 128;
-const unsigned long LINE_START = 5;
+constexpr unsigned long READ_CHUNK = 128;
+constexpr unsigned long LINE_GROWTH = 128;
+constexpr unsigned long LINE_START = 5;
 
 PString fixedPath(const PLiteral& iPath)
 {

@@ -6,7 +6,7 @@
 
 #include "qrix_macosx.h"
 #include "qrixDiag.h"
-#include "qrixNamedSem.h"
+#include "qrixPlatform.h"
 #include "qrixTimespec.h"
 
 PSemaphore::PSemaphore() : fNamed(false), fName(nullptr), fSem(SEM_FAILED) {}
@@ -29,7 +29,7 @@ int PSemaphore::init(unsigned int count, bool create)
 
 int PSemaphore::initNamed(unsigned int count, bool create)
 {
-    fSem = openNamedSem(fName, create, count);
+    fSem = qrix::detail::openNamedSem(fName, create, count);
     if (fSem != SEM_FAILED)
         return PRES_OK;
     int err = errno;

@@ -12,6 +12,8 @@
 #include "qrixPPtr.h"
 #include "qrixText.h"
 
+using qrix::detail::isEmpty;
+
 namespace {
 
 // Formats into a fresh buffer of `capacity` characters and hands the text to

@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 #include <qrixPortingLayer.h>
 
-#include "../src/portinglayer/qrixDiag.h"
+#include "qrixDiag.h"
 #include "testSupport.h"
 
 namespace {

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 
@@ -19,7 +20,7 @@
 
 namespace {
 
-const unsigned int NO_SUCH_PID = 0x7fffffff; // above any pid_max
+constexpr unsigned int NO_SUCH_PID = 0x7fffffff; // above any pid_max
 
 template <class Done>
 bool waitUntil(Done done)
@@ -96,97 +97,170 @@ std::string waitingScript(const TempDir& dir, const std::string& name)
     return dir.file(name);
 }
 
-int exitCodeOf(PProcess& process)
-{
-    int exitCode = 12345;
-    EXPECT_EQ(PRES_OK, process.start());
-    EXPECT_EQ(PRES_OK, process.waitExitCode(exitCode));
-    return exitCode;
-}
-
 } // namespace
 
-TEST(ProcessLifecycle, ExitCodesTellWhyAChildEnded)
+// ---------------------------------------------------------------------------
+// Child lifecycle
+
+TEST(ProcessLifecycle, ExitCodeTellsWhyAChildEnded)
 {
     TempDir dir;
+    struct Row { const char* why; const wchar_t* path; std::wstring cmdLine, workingDir; int exitCode; } rows[] = {
+        {"missing program: execvp's errno", L"/nonexistent/program", L"", L"", 2},
+        {"missing working directory", L"/bin/true", L"", wide(dir.file("none")), 139},
+        // Arguments split on blanks, so the shell's own ${IFS} joins its words.
+        {"ended by SIGTERM", L"/bin/sh", L"-c kill${IFS}-TERM${IFS}$$", L"", -15},
+    };
     CapturedStderr quiet;
-    PProcess missingProgram(L"/nonexistent/program", L"");
-    EXPECT_EQ(2, exitCodeOf(missingProgram));
-    PProcess missingDir(L"/bin/true", L"", wide(dir.file("none")).c_str());
-    EXPECT_EQ(139, exitCodeOf(missingDir));
-    // Arguments split on blanks, so the shell's own ${IFS} joins its words.
-    PProcess terminated(L"/bin/sh", L"-c kill${IFS}-TERM${IFS}$$");
-    EXPECT_EQ(-15, exitCodeOf(terminated));
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.why);
+        PProcess process(row.path, row.cmdLine.c_str(), row.workingDir.c_str());
+        int exitCode = 12345;
+        ASSERT_EQ(PRES_OK, process.start());
+        EXPECT_EQ(PRES_OK, process.waitExitCode(exitCode));
+        EXPECT_EQ(row.exitCode, exitCode);
+    }
 }
 
-TEST(ProcessLifecycle, ArgumentsEnvironmentAndDirectoryReachTheChild)
-{
+// A child of /bin/sh that writes its arguments, directory and environment to "out".
+class ShowingChild : public ::testing::Test {
+protected:
+    std::string run(const std::vector<PString>& env)
+    {
+        writeFile(dir.file("show.sh"), "{ printf '[%s]' \"$@\"; echo; pwd; env; } > out\n");
+        // Outer blanks are trimmed; two blanks inside leave an empty argument.
+        std::wstring cmdLine = L"  " + wide(dir.file("show.sh")) + L" a  b c  ";
+        process.reset(new PProcess(L" /bin/sh ", cmdLine.c_str(), (L" " + wide(dir.path()) + L" ").c_str(), env));
+        CapturedStderr quiet;
+        int exitCode = -1;
+        EXPECT_EQ(PRES_OK, process->start());
+        EXPECT_EQ(PRES_OK, process->waitExitCode(exitCode));
+        EXPECT_EQ(0, exitCode);
+        return readFile(dir.file("out"));
+    }
     TempDir dir;
-    writeFile(dir.file("show.sh"), "{ printf '[%s]' \"$@\"; echo; pwd; env; } > out\n");
-    ScopedEnv inherited("QRIX_PROC_OVERRIDE", "parent");
-    std::vector<PString> env = {L"QRIX_NO_EQUALS", L"QRIX_EMPTY=", L"QRIX_TWO=x=y", L"QRIX_PROC_OVERRIDE=child"};
-    // Outer blanks are trimmed; two blanks inside leave an empty argument.
-    std::wstring cmdLine = L"  " + wide(dir.file("show.sh")) + L" a  b c  ";
-    PProcess process(L" /bin/sh ", cmdLine.c_str(), (L" " + wide(dir.path()) + L" ").c_str(), env);
-    CapturedStderr quiet;
-    ASSERT_EQ(PRES_OK, process.start());
-    EXPECT_FALSE(process.waitFinish(5000)); // collects the ended child, so the later wait finds none
-    std::string out = readFile(dir.file("out"));
-    EXPECT_EQ(0u, out.find("[a][][b][c]\n" + dir.path() + "\n")) << out;
-    for (const char* entry : {"\nQRIX_EMPTY=\n", "\nQRIX_TWO=x=y\n", "\nQRIX_PROC_OVERRIDE=child\n"})
-        EXPECT_NE(std::string::npos, out.find(entry)) << entry;
-    EXPECT_EQ(std::string::npos, out.find("QRIX_NO_EQUALS"));
+    std::unique_ptr<PProcess> process;
+};
 
-    // Collected, yet remembered: path and line fall back to what was given, trimmed.
-    int exitCode = 0;
-    EXPECT_EQ(PPROCESS_ERR_NO_PROCESS, process.waitExitCode(exitCode));
-    EXPECT_EQ(-1, exitCode);
+TEST_F(ShowingChild, ArgumentsSplitOnBlanksAndDirectoryIsEntered)
+{
+    EXPECT_EQ(0u, run({}).find("[a][][b][c]\n" + dir.path() + "\n"));
+}
+
+TEST_F(ShowingChild, EnvironmentEntriesAreSplitAtTheFirstEquals)
+{
+    ScopedEnv inherited("QRIX_PROC_OVERRIDE", "parent");
+    std::string out = run({L"QRIX_NO_EQUALS", L"QRIX_EMPTY=", L"QRIX_TWO=x=y", L"QRIX_PROC_OVERRIDE=child"});
+    struct Row { const char* text; bool present; } rows[] = {{"QRIX_NO_EQUALS", false},
+                {"\nQRIX_EMPTY=\n", true},
+                {"\nQRIX_TWO=x=y\n", true},
+                {"\nQRIX_PROC_OVERRIDE=child\n", true}};
+    for (const Row& row : rows)
+        EXPECT_EQ(row.present, out.find(row.text) != std::string::npos) << row.text;
+}
+
+TEST_F(ShowingChild, CollectedChildFallsBackToTheGivenPathAndLine)
+{
+    run({});
     PString text;
-    EXPECT_EQ(PRES_OK, process.getPath(text));
+    EXPECT_EQ(PRES_OK, process->getPath(text));
     EXPECT_EQ(L"/bin/sh", wide(text));
-    EXPECT_EQ(PRES_OK, process.getCmdLine(text));
+    EXPECT_EQ(PRES_OK, process->getCmdLine(text));
     EXPECT_EQ(wide(dir.file("show.sh")) + L" a  b c", wide(text));
 }
 
-TEST(ProcessLifecycle, RunningChildIsRefusedAndKilledByForce)
+TEST(ProcessLifecycle, WaitFinishCollectsSoTheExitCodeIsLost)
 {
-    TempDir dir;
-    std::string script = waitingScript(dir, "run");
-    PProcess process(L"/bin/sh", wide(script).c_str(), L"/");
-    unsigned int first = 0, again = 0;
+    PProcess process(L"/bin/true", L"");
     ASSERT_EQ(PRES_OK, process.start());
-    ASSERT_EQ(PRES_OK, process.getPID(first));
-    ChildGuard guard{{first}};
-    ASSERT_TRUE(waitForFile(script + ".ready"));
-    EXPECT_EQ(PPROCESS_ERR_START, process.start());
-    ASSERT_EQ(PRES_OK, process.getPID(again));
-    EXPECT_EQ(first, again);
-    EXPECT_TRUE(process.waitFinish(500));
-    PString text;
-    EXPECT_EQ(PRES_OK, process.getWorkingDir(text));
-    EXPECT_EQ(L"/", wide(text));
-    // SIGKILL cannot be trapped, so the script never writes its file.
-    EXPECT_EQ(PRES_OK, process.kill());
-    EXPECT_FALSE(isAlive(first));
-    EXPECT_FALSE(pathExists(script + ".term"));
+    EXPECT_FALSE(process.waitFinish(5000));
+    CapturedStderr quiet;
+    int exitCode = 0;
+    EXPECT_EQ(PPROCESS_ERR_NO_PROCESS, process.waitExitCode(exitCode));
+    EXPECT_EQ(-1, exitCode);
 }
 
-TEST(ProcessTree, ZombieSweepAndMissingProcesses)
+// An object whose child runs the waiting script in "/".
+class RunningChild : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        script = waitingScript(dir, "run");
+        process.reset(new PProcess(L"/bin/sh", wide(script).c_str(), L"/"));
+        ASSERT_EQ(PRES_OK, process->start());
+        ASSERT_EQ(PRES_OK, process->getPID(pid));
+        guard.pids = {pid};
+        ASSERT_TRUE(waitForFile(script + ".ready"));
+    }
+    TempDir dir;
+    std::string script;
+    std::unique_ptr<PProcess> process;
+    unsigned int pid = 0;
+    ChildGuard guard;
+};
+
+TEST_F(RunningChild, SecondStartIsRefusedAndLeavesTheChild)
+{
+    CapturedStderr quiet;
+    EXPECT_EQ(PPROCESS_ERR_START, process->start());
+    unsigned int again = 0;
+    ASSERT_EQ(PRES_OK, process->getPID(again));
+    EXPECT_EQ(pid, again);
+}
+
+TEST_F(RunningChild, ShortWaitChecksOnceAndSaysRunning)
+{
+    EXPECT_TRUE(process->waitFinish(500));
+}
+
+TEST_F(RunningChild, WorkingDirectoryIsTheGivenOne)
+{
+    PString text;
+    EXPECT_EQ(PRES_OK, process->getWorkingDir(text));
+    EXPECT_EQ(L"/", wide(text));
+}
+
+TEST_F(RunningChild, ObjectKillUsesSigkill)
+{
+    EXPECT_EQ(PRES_OK, process->kill());
+    EXPECT_FALSE(isAlive(pid));
+    EXPECT_FALSE(pathExists(script + ".term")); // SIGKILL cannot be trapped
+}
+
+TEST_F(RunningChild, StaticKillAsksPolitely)
+{
+    EXPECT_EQ(PRES_OK, PProcess::kill(pid));
+    EXPECT_TRUE(waitForFile(script + ".term"));
+}
+
+// ---------------------------------------------------------------------------
+// Process table and trees
+
+TEST(ProcessTree, ZombieKeepsItsRecordUntilTheSweepCollectsIt)
 {
     unsigned int child = spawnChild({"/bin/true"});
     ASSERT_TRUE(child && waitUntil([&] { return !isAlive(child); })); // a zombie until collected
     bool running = false;
     EXPECT_EQ(PRES_OK, check_pid_running_mac(child, running));
-    EXPECT_TRUE(running); // a zombie still has its record
+    EXPECT_TRUE(running);
     EXPECT_EQ(PRES_OK, PProcess::isRunning(child, running));
     EXPECT_FALSE(running);
+}
 
+TEST(ProcessTree, MissingProcessIsReportedByEachOperation)
+{
     CapturedStderr quiet;
+    unsigned int ppid = 99;
     EXPECT_FALSE(PProcess::waitFinish(NO_SUCH_PID, 10000));
     EXPECT_EQ(PPROCESS_ERR_KILL, PProcess::kill(NO_SUCH_PID));
-    unsigned int ppid = 99;
     EXPECT_EQ(PRES_NOT_FOUND, PProcess::getParentPID(NO_SUCH_PID, ppid));
     EXPECT_EQ(0u, ppid);
+    int (*queries[])(unsigned int, PString&) = {&PProcess::getName, &PProcess::getPath, &PProcess::getCmdLine,
+                                                &PProcess::getWorkingDir};
+    PString text;
+    for (size_t i = 0; i < sizeof(queries) / sizeof(queries[0]); ++i)
+        EXPECT_EQ(PRES_NOT_FOUND, queries[i](NO_SUCH_PID, text)) << "query " << i;
+    EXPECT_EQ(PRES_NOT_FOUND, PProcess::getUserName(NO_SUCH_PID, text));
 }
 
 TEST(ProcessTree, KillTreeStopsRootFirstAndForcesWhatIgnoresTermination)
@@ -222,56 +296,89 @@ TEST(ProcessTree, KillTreeStopsRootFirstAndForcesWhatIgnoresTermination)
         EXPECT_TRUE(waitUntil([&] { return !isAlive(pid); })) << pid;
 }
 
-TEST(ProcessQuery, ChildWithAWaywardNameAndAQuotedArgument)
-{
-    // Blanks and parentheses in the command name, and a name past the
-    // kernel's 15 characters.
-    TempDir dir;
-    std::string program = dir.file("a) (long program name");
-    ASSERT_EQ(0, symlink("/bin/sh", program.c_str()));
-    std::string script = waitingScript(dir, "query");
-    unsigned int pid = spawnChild({program, script, "a", "b c"});
-    ChildGuard guard{{pid}};
-    ASSERT_TRUE(pid && waitForFile(script + ".ready"));
+// ---------------------------------------------------------------------------
+// Queries about a process that is not ours
 
+// Blanks and parentheses in the command name, a name past the kernel's 15
+// characters, and an argument with a blank.
+class WaywardChild : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        program = dir.file("a) (long program name");
+        ASSERT_EQ(0, symlink("/bin/sh", program.c_str()));
+        script = waitingScript(dir, "query");
+        pid = spawnChild({program, script, "a", "b c"});
+        guard.pids = {pid};
+        ASSERT_TRUE(pid && waitForFile(script + ".ready"));
+    }
+    TempDir dir;
+    std::string program;
+    std::string script;
+    unsigned int pid = 0;
+    ChildGuard guard;
     PString text;
-    EXPECT_EQ(PRES_OK, PProcess::getName(pid, text));
-    EXPECT_EQ(L"a) (long progra", wide(text));
-    EXPECT_EQ(PRES_OK, PProcess::getPath(pid, text));
-    EXPECT_EQ(std::filesystem::canonical("/bin/sh").wstring(), wide(text));
-    EXPECT_EQ(PRES_OK, PProcess::getCmdLine(pid, text));
-    EXPECT_EQ(wide("\"" + program + "\" " + script + " a \"b c\""), wide(text));
-    EXPECT_EQ(PRES_OK, PProcess::getWorkingDir(pid, text));
-    EXPECT_EQ(std::filesystem::current_path().wstring(), wide(text));
-    // The status file says "Uid:" and the search for "uid" is case-sensitive,
-    // so no id is read and no passwd line matches.
+};
+
+TEST_F(WaywardChild, TextQueriesReadProc)
+{
+    struct Row { const char* what; int (*query)(unsigned int, PString&); std::wstring text; } rows[] = {
+        {"getName: the kernel's cut of the program name", &PProcess::getName, L"a) (long progra"},
+        {"getPath: the executable behind the link", &PProcess::getPath,
+         std::filesystem::canonical("/bin/sh").wstring()},
+        {"getCmdLine: an argument with a blank in quotes", &PProcess::getCmdLine,
+         wide("\"" + program + "\" " + script + " a \"b c\"")},
+        {"getWorkingDir: ours, inherited", &PProcess::getWorkingDir, std::filesystem::current_path().wstring()},
+    };
+    for (const Row& row : rows) {
+        PString text;
+        EXPECT_EQ(PRES_OK, row.query(pid, text)) << row.what;
+        EXPECT_EQ(row.text, wide(text)) << row.what;
+    }
+}
+
+TEST_F(WaywardChild, UserNameIsEmptyBecauseTheUidSearchIsCaseSensitive)
+{
+    // The status file says "Uid:", so no id is read and no passwd line matches.
     EXPECT_EQ(PRES_OK, PProcess::getUserName(pid, text));
     EXPECT_EQ(0u, text.len());
+}
+
+TEST_F(WaywardChild, PriorityIsTheInheritedNiceValue)
+{
     int priority = 1000;
     EXPECT_EQ(PRES_OK, PProcess::getPriority(pid, priority));
     EXPECT_EQ(getpriority(PRIO_PROCESS, 0), priority);
+}
 
+TEST_F(WaywardChild, TableKnowsItsParentAndListsIt)
+{
     unsigned int ppid = 0;
     EXPECT_EQ(PRES_OK, PProcess::getParentPID(pid, ppid));
     EXPECT_EQ(PProcess::getCurrentPID(), ppid);
-    std::vector<unsigned int> pids = {7}, ppids = {8};
+    std::vector<unsigned int> pids = {7};
     EXPECT_EQ(PRES_OK, PProcess::getChildPID(PProcess::getCurrentPID(), pids));
     EXPECT_TRUE(contains(pids, pid) && !contains(pids, 7));
     EXPECT_EQ(PRES_OK, PProcess::listPIDs(pids));
     EXPECT_TRUE(contains(pids, 1) && contains(pids, PProcess::getCurrentPID()) && contains(pids, pid));
+}
 
-    // The cut status name sends the comparison to the command line's program.
-    pids = {7};
+TEST_F(WaywardChild, FindComparesTheCommandLinesProgramWhenTheStatusNameIsCut)
+{
+    std::vector<unsigned int> pids = {7}, ppids = {8};
+    CapturedStderr quiet;
     EXPECT_EQ(PRES_OK, PProcess::find(L"/elsewhere/A) (LONG PROGRAM NAME", pids, ppids));
     size_t at = std::find(pids.begin(), pids.end(), pid) - pids.begin();
     ASSERT_TRUE(pids.size() == ppids.size() && at < pids.size());
-    EXPECT_TRUE(pids[0] == 7 && ppids[0] == 8 && ppids[at] == PProcess::getCurrentPID());
+    EXPECT_TRUE(pids[0] == 7 && ppids[0] == 8); // appended to, not emptied
+    EXPECT_EQ(PProcess::getCurrentPID(), ppids[at]);
+}
 
-    // The static kill asks politely, unlike the object's.
-    EXPECT_EQ(PRES_OK, PProcess::kill(pid));
-    EXPECT_TRUE(waitForFile(script + ".term"));
-
+TEST(ProcessQuery, CpuUsageIsAPercentage)
+{
+    CapturedStderr quiet;
     unsigned int usage = 1000;
     EXPECT_EQ(PRES_OK, PProcess::getSpecCPUUsage(0, usage));
     EXPECT_LE(usage, 100u);
+    EXPECT_EQ(PRES_FAILED, PProcess::getSpecCPUUsage(UINT_MAX, usage));
 }

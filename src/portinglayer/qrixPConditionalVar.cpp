@@ -6,23 +6,7 @@
 #include <new>
 
 #include "qrixDiag.h"
-
-namespace {
-constexpr long kNanosPerSecond = 1000000000L;
-
-// Absolute wall-clock deadline timeoutMs after now.
-timespec deadlineAfter(const timeval& now, unsigned int timeoutMs)
-{
-    timespec deadline{};
-    deadline.tv_sec = now.tv_sec + (time_t)(timeoutMs / 1000);
-    deadline.tv_nsec = (long)now.tv_usec * 1000L + (long)(timeoutMs % 1000) * 1000000L;
-    if (deadline.tv_nsec >= kNanosPerSecond) {
-        deadline.tv_sec += deadline.tv_nsec / kNanosPerSecond;
-        deadline.tv_nsec %= kNanosPerSecond;
-    }
-    return deadline;
-}
-} // namespace
+#include "qrixTimespec.h"
 
 PConditionalVar::PConditionalVar() : fCond(nullptr) {}
 
@@ -96,7 +80,8 @@ int PConditionalVar::wait(PMutex* mutex, unsigned int timeoutMs)
         PL_DBG(-1, "[PL_DBG]<%02d> [PConditionalVar::wait] Unable to get abs time err: %d\n", res);
         return PCOND_ERR_WAIT;
     }
-    timespec deadline = deadlineAfter(now, timeoutMs);
+    // Absolute wall-clock deadline, as pthread_cond_timedwait takes it.
+    timespec deadline = qrix::detail::afterMillis(timespec{now.tv_sec, (long)now.tv_usec * 1000L}, timeoutMs);
     res = pthread_cond_timedwait(fCond, mutex->fMutex, &deadline);
     if (res == 0)
         return PRES_OK;

@@ -17,7 +17,7 @@ constexpr unsigned char TAG_STRING = 0x09;
 constexpr unsigned char TAG_STRING_LIST = TAG_STRING | TAG_ARRAY;
 
 // Tag byte plus the big-endian 32-bit value or count behind it.
-const unsigned long TAGGED_DWORD_SIZE = 5;
+constexpr unsigned long TAGGED_DWORD_SIZE = 5;
 
 template <class U>
 void reverseBytes(U& u)

@@ -9,6 +9,8 @@
 #include "qrixPUtils.h"
 #include "qrixText.h"
 
+using qrix::detail::isEmpty;
+
 PDir::PDir()
 {
     clear();

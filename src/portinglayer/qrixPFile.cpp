@@ -9,17 +9,18 @@
 #include <unistd.h>
 
 #include "qrixDiag.h"
-#include "qrixPDir.h"
 #include "qrixPPtr.h"
 #include "qrixPTime.h"
 #include "qrixPUtils.h"
 #include "qrixText.h"
 
+using qrix::detail::isEmpty;
+
 namespace {
 
-const unsigned long READ_CHUNK = 128;
-const unsigned long LINE_GROWTH = 128;
-const unsigned long LINE_START = 5;
+constexpr unsigned long READ_CHUNK = 128;
+constexpr unsigned long LINE_GROWTH = 128;
+constexpr unsigned long LINE_START = 5;
 
 PString fixedPath(const PLiteral& iPath)
 {
@@ -454,67 +455,4 @@ void PFile::getFileName(PString& path)
         return;
     PString name(path.ptr() + pos + 1);
     path = name;
-}
-
-int PFile::removeAll(const PLiteral& iPath)
-{
-    int res = PRES_OK;
-    PString path = fixedPath(iPath);
-    if (path.endsWith(L"/"))
-        path.erase(path.len() - 1, 1);
-
-    if (!exists(path)) {
-        qrix_pl_debug_print("removeAll: argument[%ls] does not exist, res[%d]\n", PL_WSTR(path), res);
-        return PDIR_ERR_NOT_FOUND;
-    }
-    if (!check(path, PFILE_ATTR_DIR)) {
-        qrix_pl_debug_print("removeAll: argument[%ls] is not a valid directory, res[%d]\n", PL_WSTR(path), res);
-        return PRES_INVALID_ARG;
-    }
-
-    PDir pd;
-    int openRes = pd.popen(path, L"");
-    if (openRes != PRES_OK)
-        qrix_pl_debug_print("removeAll: PDir::popen(%ls) failed, res[%d]\n", PL_WSTR(path), openRes);
-
-    pd.preaddir();
-    while (pd == PRES_OK) {
-        if (pd.getResult() != PRES_OK) {
-            qrix_pl_debug_print("removeAll: pd.getResult failed, res[%d]\n", pd.getResult());
-            return pd.getResult();
-        }
-        const PString& entry = pd.getEntry();
-        if (entry != L"." && entry != L"..") {
-            PString child(path);
-            child += L"/";
-            child += entry;
-            if (check(child, PFILE_ATTR_DIR)) {
-                res = removeAll(child);
-                if (res != PRES_OK) {
-                    qrix_pl_debug_print("removeAll: removeAll(%ls) failed, res[%d]\n", PL_WSTR(child), res);
-                    return res;
-                }
-            } else {
-                qrix_pl_debug_print("removeAll: ## rm [%ls]\n", PL_WSTR(child));
-                res = pdelete(child);
-                if (res != PRES_OK) {
-                    qrix_pl_debug_print("removeAll: PFile::pdelete(%ls) failed, res[%d]\n", PL_WSTR(child), res);
-                    return res;
-                }
-            }
-        }
-        ++pd;
-    }
-    pd.pclose();
-
-    qrix_pl_debug_print("removeAll: ## rmdir [%ls]\n", PL_WSTR(path));
-    res = PDir::pdelete(path);
-    if (res == PRES_OK)
-        return PRES_OK;
-    // A symbolic link followed as a directory is not an rmdir target: unlink it.
-    qrix_pl_debug_print("removeAll: PDir::pdelete (%ls) failed, res[%d]\n", PL_WSTR(path), res);
-    res = pdelete(path);
-    if (res != PRES_OK)
-        qrix_pl_debug_print("removeAll: PFile::pdelete (%ls) failed, res[%d]\n", PL_WSTR(path), res);
-    return res;
 }

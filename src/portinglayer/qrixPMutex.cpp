@@ -5,7 +5,7 @@
 #include <new>
 
 #include "qrixDiag.h"
-#include "qrixNamedSem.h"
+#include "qrixPlatform.h"
 
 PMutex::PMutex() : fNamed(false), fName(nullptr), fMutex(nullptr), fSem(SEM_FAILED) {}
 
@@ -27,7 +27,7 @@ int PMutex::initNamed(bool create)
 {
     if (fSem != SEM_FAILED)
         return PMUTEX_ERR_ALREADY_INIT;
-    fSem = openNamedSem(fName, create, 1);
+    fSem = qrix::detail::openNamedSem(fName, create, 1);
     if (fSem != SEM_FAILED)
         return PRES_OK;
     int err = errno;

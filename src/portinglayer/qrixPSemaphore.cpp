@@ -6,11 +6,8 @@
 
 #include "qrix_macosx.h"
 #include "qrixDiag.h"
-#include "qrixNamedSem.h"
-
-namespace {
-constexpr long kNanosPerSecond = 1000000000L;
-} // namespace
+#include "qrixPlatform.h"
+#include "qrixTimespec.h"
 
 PSemaphore::PSemaphore() : fNamed(false), fName(nullptr), fSem(SEM_FAILED) {}
 
@@ -32,7 +29,7 @@ int PSemaphore::init(unsigned int count, bool create)
 
 int PSemaphore::initNamed(unsigned int count, bool create)
 {
-    fSem = openNamedSem(fName, create, count);
+    fSem = qrix::detail::openNamedSem(fName, create, count);
     if (fSem != SEM_FAILED)
         return PRES_OK;
     int err = errno;
@@ -82,13 +79,8 @@ int PSemaphore::wait(unsigned int timeoutMs)
 {
     if (fSem == SEM_FAILED)
         return PSEM_ERR_NOT_INIT;
-    timespec timeout{};
-    timeout.tv_sec = (time_t)(timeoutMs / 1000);
-    timeout.tv_nsec = (long)(timeoutMs % 1000) * 1000000L;
-    if (timeout.tv_nsec >= kNanosPerSecond) {
-        timeout.tv_sec += timeout.tv_nsec / kNanosPerSecond;
-        timeout.tv_nsec %= kNanosPerSecond;
-    }
+    // Relative, as the host's timed wait takes it.
+    timespec timeout = qrix::detail::afterMillis(timespec{}, timeoutMs);
     if (sem_timedwait_mac(fSem, &timeout) == 0)
         return PRES_OK;
     return errno == ETIMEDOUT ? PSEM_ERR_TIMEOUT : PSEM_ERR_WAIT;

@@ -9,10 +9,12 @@
 #include "qrixPUtils.h"
 #include "qrixText.h"
 
+using qrix::detail::isEmpty;
+
 namespace {
 
 // Both the range of the random number and the number of names tried.
-const unsigned int RANDOM_RANGE = 308915776u;
+constexpr unsigned int RANDOM_RANGE = 308915776u;
 
 // ln(x) + 1 characters hold the digits and the terminator from x = 3 upward;
 // the draws 0 to 2 get room for one digit.

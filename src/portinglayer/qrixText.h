@@ -4,10 +4,14 @@
 
 #include "qrixPString.h"
 
+namespace qrix::detail {
+
 // A null pointer and a length of 0 both count as empty text.
 inline bool isEmpty(const PLiteral& s)
 {
     return !s.ptr() || s.len() == 0;
 }
+
+} // namespace qrix::detail
 
 #endif // QRIX_TEXT_H

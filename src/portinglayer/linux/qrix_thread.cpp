@@ -1,14 +1,12 @@
-// Thread numbers on Linux: the kernel's thread id.
-#include "qrix_macosx.h"
+// Platform file: only definitions of qrixPlatform.h, here the thread number.
+#include "qrixPlatform.h"
 
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include "qrixDiag.h"
-
-int gettid_mac()
+// The kernel's thread id.
+int qrix::detail::threadNumber(long& call)
 {
-    int tid = (int)syscall(SYS_gettid);
-    PL_DBG(10, "[PL_DBG]<%02d> [gettid_mac] syscall(%d) -> %p\n", (int)SYS_gettid, (void*)(long)tid);
-    return tid;
+    call = SYS_gettid;
+    return (int)syscall(SYS_gettid);
 }

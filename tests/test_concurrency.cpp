@@ -1,6 +1,7 @@
 // The synchronisation objects and process starts under real contention. Each
 // test shares plain data only under the object it tests, so that a broken
 // exclusion shows as a wrong count here and as a race under ThreadSanitizer.
+#include <semaphore.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,11 +23,14 @@ namespace {
 
 const int THREADS = 4;
 
-// 13 characters, unique per test run; names for sem_open start with '/'.
-std::string uniqueName(char tag)
-{
-    return "/qc" + std::string(1, tag) + std::to_string(1000000000 + getpid()).substr(1);
-}
+// 13 characters, unique per test run, and gone after the test even when it
+// fails half-way; names for sem_open start with '/'.
+struct UniqueName {
+    std::string name;
+    explicit UniqueName(char tag) : name("/qc" + std::string(1, tag) + std::to_string(1000000000 + getpid()).substr(1)) {}
+    ~UniqueName() { sem_unlink(name.c_str()); }
+    PString wide() const { return PString(name.c_str()); }
+};
 
 void runThreads(int count, const std::function<void(int)>& body)
 {
@@ -43,12 +47,12 @@ void runThreads(int count, const std::function<void(int)>& body)
 // one, a semaphore underneath, once.
 TEST(Contention, MutexKeepsEveryThreadOutWhileHeld)
 {
-    const std::string name = uniqueName('m');
+    const UniqueName name('m');
     struct Case {
         PMutex* mutex;
         int depth;
     };
-    PMutex unnamed, named(PString(name.c_str()));
+    PMutex unnamed, named(name.wide());
     for (const Case& c : {Case{&unnamed, 2}, Case{&named, 1}}) {
         ASSERT_EQ(c.mutex->init(true), PRES_OK);
         const int rounds = 2000;
@@ -133,8 +137,8 @@ TEST(Contention, ProducersAndConsumersShareOneConditionVariable)
 // are still blocked after the posts are released by extra posts and counted.
 TEST(Contention, SemaphorePostsAndWaitsBalanceAcrossThreads)
 {
-    const std::string name = uniqueName('s');
-    PSemaphore unnamed, named(PString(name.c_str()));
+    const UniqueName name('s');
+    PSemaphore unnamed, named(name.wide());
     for (PSemaphore* sem : {&unnamed, &named}) {
         ASSERT_EQ(sem->init(0, true), PRES_OK);
         const int perThread = 1000;

@@ -2,6 +2,7 @@
 // and the narrow conversions, quirks included.
 #include <clocale>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -105,6 +106,10 @@ TEST(PStringEdit, SetInsertEraseBounds)
     EXPECT_EQ(text(s), L"abcde");
     EXPECT_EQ(s.insert(1, PLiteral(L"XYZ"), 2), PRES_OK);
     EXPECT_EQ(text(s), L"aXYbcde");
+    // As for set: a length beyond the source is refused, not read past its end.
+    EXPECT_EQ(s.insert(1, PLiteral(L"XYZ"), 4), PRES_INVALID_ARG);
+    EXPECT_EQ(s.insert(1, View(L"XYZ", 1), 2), PRES_INVALID_ARG);
+    EXPECT_EQ(text(s), L"aXYbcde");
     EXPECT_EQ(s.insert(0, nullptr), PRES_OK);
     EXPECT_EQ(s.erase(1, 2), PRES_OK);
     EXPECT_EQ(text(s), L"abcde");
@@ -136,6 +141,45 @@ TEST(PStringEdit, LengthSentinelIsExactlyThirtyTwoBits)
     PString small(L"ab");
     EXPECT_EQ(small.set(PLiteral(L"xy"), 0xFFFFFFFFFFFFFFFFUL), PRES_INVALID_ARG);
     EXPECT_EQ(small.insert(3, L"x", 0xFFFFFFFFFFFFFFFFUL), PRES_INVALID_ARG);
+}
+
+// A length whose size arithmetic wraps, or that no array could hold, is an
+// allocation that cannot be had: -501, and the string as a failed allocation
+// leaves it (set has already emptied it, the others keep it).
+TEST(PStringEdit, SizesThatCannotBeComputedFailAsAllocations)
+{
+    const unsigned long huge = (unsigned long)-1, nearHuge = huge - 1, noArray = 1UL << 62;
+    struct Case {
+        const wchar_t* start;
+        std::function<int(PString&)> edit;
+        const wchar_t* after;
+    };
+    const Case cases[] = {
+        {L"xy", [&](PString& s) { return s.cat(L"abc", huge); }, L"xy"},
+        {L"xy", [&](PString& s) { return s.cat(L"abc", nearHuge); }, L"xy"},
+        {L"xy", [&](PString& s) { return s.cat(L"abc", noArray); }, L"xy"},
+        {L"", [&](PString& s) { return s.cat(L"abc", huge); }, L""},
+        {L"xy", [&](PString& s) { return s.cat("abc", huge); }, L"xy"},
+        {L"xy", [&](PString& s) { return s.cat("abc", huge - 7); }, L"xy"},
+        {L"xy", [&](PString& s) { return s.set(L"abc", huge); }, L""},
+        {L"xy", [&](PString& s) { return s.set("abc", huge); }, L""},
+        {L"xy", [&](PString& s) { return s.insert(1, L"abc", huge); }, L"xy"},
+        {L"xy", [&](PString& s) { return s.insert(2, L"abc", nearHuge); }, L"xy"},
+        {L"", [&](PString& s) { return s.insert(0, L"abc", huge); }, L""},
+        {L"xy", [&](PString& s) { return s.fill(L'z', huge); }, L"xy"},
+        {L"xy", [&](PString& s) { return s.fill(L'z', noArray); }, L"xy"},
+    };
+    for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
+        PString s(cases[i].start);
+        EXPECT_EQ(cases[i].edit(s), PRES_NO_MEMORY) << "case " << i;
+        EXPECT_EQ(text(s), cases[i].after) << "case " << i;
+    }
+    for (unsigned long n : {huge, huge - 7, huge - 3}) {
+        EXPECT_EQ(PString(L"abc", n).ptr(), nullptr) << n;
+        EXPECT_EQ(PString("abc", n).ptr(), nullptr) << n;
+        EXPECT_EQ(PLiteral::pwchar2pchar(L"abc", n), nullptr) << n;
+        EXPECT_EQ(PLiteral::pchar2pwchar("abc", n), nullptr) << n;
+    }
 }
 
 TEST(PStringEdit, TrimFillReplaceStrip)
@@ -194,6 +238,12 @@ TEST(PLiteralTokenizer, SplitsTrimsTokenKeepsRest)
     EXPECT_EQ(text(token), L"b");
     EXPECT_EQ(rest.len(), 0u);
     EXPECT_EQ(PLiteral::getNextToken(rest, token, L','), PRES_TOKEN);
+
+    // A zero separator is found at the terminator, with nothing after it.
+    PString whole(L"a b");
+    token = L"kept";
+    EXPECT_EQ(PLiteral::getNextToken(whole, token, L'\0'), PRES_TOKEN);
+    EXPECT_TRUE(text(whole) == L"a b" && text(token) == L"kept");
 
     PString lead(L",x");
     EXPECT_EQ(PLiteral::getNextToken(lead, token, L','), PRES_OK);

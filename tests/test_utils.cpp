@@ -1,9 +1,31 @@
 // PUtils: text <-> number, boolean and byte conversions, splitting, argument
 // vectors and bounded formatting.
+#include <climits>
+#include <cstdarg>
 #include <string>
 
 #include <gtest/gtest.h>
 #include <qrixPortingLayer.h>
+
+namespace {
+// A view whose length is set independently of its text.
+struct View : PLiteral {
+    View(const wchar_t* p, unsigned long n)
+    {
+        fPtr = p;
+        fLen = n;
+    }
+};
+
+int formatView(PString& out, const PLiteral* format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    int res = PUtils::vformatString(out, *format, args);
+    va_end(args);
+    return res;
+}
+} // namespace
 
 // Each refusal below must leave the last good value in place.
 TEST(PUtilsConvert, NumbersBooleansAndHexAtTheirEdges)
@@ -83,4 +105,25 @@ TEST(PUtilsFormat, FormatsAndCutsAtTheCapacity)
     std::wstring big(5000, L'x'), format = std::wstring(3000, L'f') + L"%ls";
     EXPECT_EQ(PUtils::pformatString(out, format.c_str(), big.c_str()), PRES_OK);
     EXPECT_EQ(out, (std::wstring(3000, L'f') + big).substr(0, format.size() + 2048 - 1).c_str());
+}
+
+// Sizes that wrap are allocations that cannot be had; nothing is read or
+// written beyond the real input, and outputs stay as a failure leaves them.
+TEST(PUtilsHostileSizes, WrappedSizesAndMissingVectors)
+{
+    const unsigned char byte = 0x41;
+    PString out(L"old");
+    for (unsigned long size : {ULONG_MAX / 6 + 1, ULONG_MAX / 6, ULONG_MAX})
+        EXPECT_TRUE(PUtils::binaryToStr(&byte, size, out) == PRES_NO_MEMORY && out == L"old") << size;
+
+    View lying(L"%d", ULONG_MAX - 2047);
+    EXPECT_TRUE(formatView(out, &lying, 5) == PRES_NO_MEMORY && out.ptr() == nullptr);
+
+    PString* args = nullptr;
+    unsigned long count = 7;
+    EXPECT_EQ(PUtils::convertArgs(1, nullptr, args, count, L'='), PRES_INVALID_ARG);
+    EXPECT_TRUE(args == nullptr && count == 7);
+    ASSERT_EQ(PUtils::convertArgs(0, nullptr, args, count, L'='), PRES_OK);
+    EXPECT_EQ(count, 0u);
+    delete[] args;
 }

@@ -15,6 +15,8 @@
 #include "qrixText.h"
 
 using qrix::detail::isEmpty;
+using qrix::detail::copyWide;
+using qrix::detail::newZeroedArray;
 
 namespace {
 
@@ -115,9 +117,9 @@ bool matchesAttribute(mode_t type, int iAttrib)
 // Copies the line so far into a buffer LINE_GROWTH characters larger.
 wchar_t* growLine(wchar_t* line, unsigned long count, unsigned long& capacity)
 {
-    wchar_t* grown = new (std::nothrow) wchar_t[capacity + LINE_GROWTH]();
+    wchar_t* grown = newZeroedArray<wchar_t>(sizeAdd(capacity, LINE_GROWTH));
     if (grown)
-        std::wmemcpy(grown, line, count);
+        copyWide(grown, line, count);
     delete[] line;
     capacity += LINE_GROWTH;
     return grown;

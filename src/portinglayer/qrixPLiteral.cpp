@@ -3,7 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwctype>
-#include <new>
+
+#include "qrixText.h"
 
 namespace {
 
@@ -175,7 +176,7 @@ char* PLiteral::pwchar2pchar(const wchar_t* s, unsigned long n)
         return nullptr;
     if (n == PSTR_ALL)
         n = std::wcslen(s);
-    char* buffer = new (std::nothrow) char[n + 8]();
+    char* buffer = newZeroedArray<char>(sizeAdd(n, 8));
     if (!buffer)
         return nullptr;
     // The byte limit is n: longer multibyte text is cut at a character boundary.
@@ -193,7 +194,7 @@ wchar_t* PLiteral::pchar2pwchar(const char* s, unsigned long n)
         return nullptr;
     if (n == PSTR_ALL)
         n = std::strlen(s);
-    wchar_t* buffer = new (std::nothrow) wchar_t[n + 8]();
+    wchar_t* buffer = newZeroedArray<wchar_t>(sizeAdd(n, 8));
     if (!buffer)
         return nullptr;
     size_t converted = std::mbstowcs(buffer, s, n);
@@ -223,6 +224,9 @@ int PLiteral::getNextToken(PString& rest, PString& token, wchar_t separator)
         token = rest;
         rest.clear();
     } else {
+        // Only a zero separator is found at the terminator; nothing follows it.
+        if (p >= rest.len())
+            return PRES_TOKEN;
         if (token.set(rest.ptr(), p) != PRES_OK)
             return PRES_TOKEN;
         if (rest.set(rest.ptr() + p + 1, rest.len() - p - 1) != PRES_OK)

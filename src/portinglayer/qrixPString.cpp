@@ -1,7 +1,8 @@
 #include "qrixPString.h"
 
 #include <cstring>
-#include <new>
+
+#include "qrixText.h"
 
 namespace {
 
@@ -50,10 +51,10 @@ wchar_t* PString::dupPtr(const wchar_t* s, unsigned long n, unsigned long& outLe
         return nullptr;
     if (n == PSTR_ALL)
         n = std::wcslen(s);
-    wchar_t* copy = new (std::nothrow) wchar_t[n + 1];
+    wchar_t* copy = newArray<wchar_t>(sizeAdd(n, 1));
     if (!copy)
         return nullptr;
-    std::wmemcpy(copy, s, n);
+    copyWide(copy, s, n);
     copy[n] = L'\0';
     outLen = n;
     return copy;
@@ -112,14 +113,13 @@ int PString::cat(const wchar_t* s, unsigned long n)
         n = std::wcslen(s);
     if (n == 0)
         return PRES_OK;
-    wchar_t* grown = new (std::nothrow) wchar_t[fLen + n + 1];
+    if (!fPtr)
+        fLen = 0;
+    wchar_t* grown = newArray<wchar_t>(sizeAdd(fLen, n, 1));
     if (!grown)
         return PRES_NO_MEMORY;
-    if (fPtr)
-        std::wmemcpy(grown, fPtr, fLen);
-    else
-        fLen = 0;
-    std::wmemcpy(grown + fLen, s, n);
+    copyWide(grown, fPtr, fLen);
+    copyWide(grown + fLen, s, n);
     grown[fLen + n] = L'\0';
     adopt(grown, fLen + n);
     return PRES_OK;
@@ -191,7 +191,7 @@ int PString::trim()
     }
     if (lead > 0) {
         fLen = std::wcslen(text + lead);
-        std::wmemmove(text, text + lead, fLen + 1);
+        moveWide(text, text + lead, fLen + 1);
     }
     return PRES_OK;
 }
@@ -200,7 +200,7 @@ int PString::stripall()
 {
     if (fLen == 0 || !fPtr)
         return PRES_OK;
-    wchar_t* kept = new (std::nothrow) wchar_t[fLen + 1];
+    wchar_t* kept = newArray<wchar_t>(fLen + 1);
     if (!kept)
         return PRES_NO_MEMORY;
     unsigned long count = 0;
@@ -226,14 +226,14 @@ int PString::fill(wchar_t c, unsigned long n)
         return PRES_OK;
     if (fPtr && fLen >= n) {
         // len keeps counting the cut-off part; callers rely on this.
-        std::wmemset(buffer(), c, n);
+        fillWide(buffer(), c, n);
         buffer()[n] = L'\0';
         return PRES_OK;
     }
-    wchar_t* filled = new (std::nothrow) wchar_t[n + 1];
+    wchar_t* filled = newArray<wchar_t>(sizeAdd(n, 1));
     if (!filled)
         return PRES_NO_MEMORY;
-    std::wmemset(filled, c, n);
+    fillWide(filled, c, n);
     filled[n] = L'\0';
     adopt(filled, n);
     return PRES_OK;
@@ -252,6 +252,9 @@ int PString::insert(unsigned long pos, const PLiteral& src, unsigned long n)
 {
     if (n == PSTR_ALL)
         n = src.len();
+    // Like set(): a length beyond the source would read past its end.
+    if (n > src.len())
+        return PRES_INVALID_ARG;
     return insert(pos, src.ptr(), n);
 }
 
@@ -267,12 +270,12 @@ int PString::insert(unsigned long pos, const wchar_t* s, unsigned long n)
         return set(s, n);
     if (pos == fLen)
         return cat(s, n);
-    wchar_t* grown = new (std::nothrow) wchar_t[fLen + n + 1];
+    wchar_t* grown = newArray<wchar_t>(sizeAdd(fLen, n, 1));
     if (!grown)
         return PRES_NO_MEMORY;
-    std::wmemcpy(grown, fPtr, pos);
-    std::wmemcpy(grown + pos, s, n);
-    std::wmemcpy(grown + pos + n, fPtr + pos, fLen - pos);
+    copyWide(grown, fPtr, pos);
+    copyWide(grown + pos, s, n);
+    copyWide(grown + pos + n, fPtr + pos, fLen - pos);
     grown[fLen + n] = L'\0';
     adopt(grown, fLen + n);
     return PRES_OK;
@@ -291,7 +294,7 @@ int PString::erase(unsigned long pos, unsigned long n)
         return PRES_OK;
     }
     wchar_t* text = buffer();
-    std::wmemmove(text + pos, text + pos + n, fLen - pos - n);
+    moveWide(text + pos, text + pos + n, fLen - pos - n);
     fLen -= n;
     text[fLen] = L'\0';
     return PRES_OK;

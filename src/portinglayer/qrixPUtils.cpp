@@ -21,7 +21,7 @@ namespace {
 template <class T>
 int formatNumber(const wchar_t* format, T value, unsigned long capacity, PString& out)
 {
-    wchar_t* buffer = new (std::nothrow) wchar_t[capacity];
+    wchar_t* buffer = newArray<wchar_t>(capacity);
     if (!buffer)
         return PRES_NO_MEMORY;
     std::swprintf(buffer, capacity, format, value);
@@ -148,7 +148,7 @@ int PUtils::binaryToStr(const unsigned char* data, unsigned long size, PString& 
 {
     if (!data || size == 0)
         return PRES_INVALID_ARG;
-    wchar_t* text = new (std::nothrow) wchar_t[6 * size + 1];
+    wchar_t* text = newArray<wchar_t>(sizeAdd(sizeMul(size, 6), 1));
     if (!text)
         return PRES_NO_MEMORY;
     static const wchar_t digits[] = L"0123456789ABCDEF";
@@ -194,7 +194,7 @@ int PUtils::strToBinary(const PLiteral& s, unsigned char*& data, unsigned long& 
             return PRES_BAD_FORMAT;
         bytes.push_back((unsigned char)byte);
     }
-    unsigned char* copy = new (std::nothrow) unsigned char[bytes.size()];
+    unsigned char* copy = newArray<unsigned char>(bytes.size());
     if (!copy)
         return PRES_NO_MEMORY;
     for (size_t i = 0; i < bytes.size(); ++i)
@@ -254,9 +254,11 @@ int PUtils::parseLink(const PLiteral& link, PString& target, PString& arguments)
 
 int PUtils::convertArgs(int argc, char** argv, PString*& args, unsigned long& count, wchar_t separator)
 {
+    if (argc > 0 && !argv)
+        return PRES_INVALID_ARG;
     if (argc < 0)
         argc = 0;
-    PString* converted = new (std::nothrow) PString[argc];
+    PString* converted = newArray<PString>((unsigned long)argc);
     if (!converted)
         return PRES_NO_MEMORY;
     args = converted;
@@ -304,8 +306,8 @@ int PUtils::pformatString(PString& out, const wchar_t* format, ...)
 int PUtils::vformatString(PString& out, const PLiteral& format, va_list args)
 {
     out.clear();
-    unsigned long capacity = format.len() + 2048;
-    PPtr<wchar_t> buffer(new (std::nothrow) wchar_t[capacity + 1](), PTR_ARRAY);
+    unsigned long capacity = sizeAdd(format.len(), 2048);
+    PPtr<wchar_t> buffer(newZeroedArray<wchar_t>(sizeAdd(capacity, 1)), PTR_ARRAY);
     if (!buffer.getPtr())
         return PRES_NO_MEMORY;
     if (!format.ptr())

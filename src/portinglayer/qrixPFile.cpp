@@ -17,6 +17,7 @@
 using qrix::detail::isEmpty;
 using qrix::detail::copyWide;
 using qrix::detail::newZeroedArray;
+using qrix::detail::sizeAdd;
 
 namespace {
 

@@ -6,6 +6,9 @@
 
 #include "qrixText.h"
 
+using qrix::detail::sizeAdd;
+using qrix::detail::newZeroedArray;
+
 namespace {
 
 unsigned long wideLength(const wchar_t* s)

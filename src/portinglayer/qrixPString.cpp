@@ -4,6 +4,12 @@
 
 #include "qrixText.h"
 
+using qrix::detail::sizeAdd;
+using qrix::detail::newArray;
+using qrix::detail::copyWide;
+using qrix::detail::moveWide;
+using qrix::detail::fillWide;
+
 namespace {
 
 bool isBlank(wchar_t c)

@@ -13,6 +13,10 @@
 #include "qrixText.h"
 
 using qrix::detail::isEmpty;
+using qrix::detail::sizeAdd;
+using qrix::detail::sizeMul;
+using qrix::detail::newArray;
+using qrix::detail::newZeroedArray;
 
 namespace {
 

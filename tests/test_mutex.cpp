@@ -47,13 +47,17 @@ struct Pipe {
 TEST(SyncTest, CodesFollowTheLifecycle)
 {
     NameGuard guard{uniqueName('a')};
-    PMutex plain, named(guard.wide());
+    PMutex plain, named(guard.wide()), same(guard.wide());
     for (PMutex* m : {&plain, &named}) {
         EXPECT_TRUE(m->lock() == PMUTEX_ERR_NOT_INIT && m->close() == PMUTEX_ERR_NOT_INIT);
         ASSERT_TRUE(m->init() == PRES_OK && m->init(true) == PMUTEX_ERR_ALREADY_INIT);
         EXPECT_TRUE(m->close() == PRES_OK && m->close() == PMUTEX_ERR_NOT_INIT && m->unlock() == PMUTEX_ERR_NOT_INIT);
         EXPECT_EQ(m->init(), PRES_OK);
     }
+    EXPECT_TRUE(same.init(true) == PMUTEX_ERR_EXISTS && same.init(false) == PRES_OK && same.close() == PRES_OK);
+    // Releasing what nobody holds, destroying what somebody holds.
+    EXPECT_TRUE(plain.unlock() == PMUTEX_ERR_UNLOCK && plain.lock() == PRES_OK && plain.close() == PMUTEX_ERR_CLOSE);
+    EXPECT_EQ(plain.lock(), PMUTEX_ERR_NOT_INIT);
 
     PSemaphore sem, namedSem(PString(uniqueName('e').c_str()));
     int value = -1;
@@ -80,6 +84,10 @@ TEST(SyncTest, CodesFollowTheLifecycle)
                           "\n\n[DBGONLY][PSemaphore::init] Failed to create/open: 1 sem errno: 22 Invalid argument\n\n"
                           "\n\n[DBGONLY][PSemaphore::init] Failed to sem_init errno: 22 Invalid argument\n\n");
     EXPECT_TRUE(sem.init(1, false) == PSEM_ERR_ALREADY_INIT && sem.close() == PRES_OK && sem.init(1, false) == PRES_OK);
+    EXPECT_TRUE(printsFromLevel(10, "[PL_DBG]<10> [sem_timedwait_mac] not implemented timeout [2.7000000]\n",
+                                [&] { sem.wait(2007); }));
+    PSemaphore full;
+    EXPECT_TRUE(full.init(SEM_VALUE_MAX, true) == PRES_OK && full.post() == PSEM_ERR_POST);
 }
 
 TEST(SyncTest, RecursiveLockHoldsOffOthersUntilFullyReleased)

@@ -1,6 +1,9 @@
 #include <arpa/inet.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <ctime>
+
 #include <gtest/gtest.h>
 
 #include "qrixPSystem.h"
@@ -29,4 +32,19 @@ TEST(PSystem, TempDirAndHostAddress)
     std::string dotted(address.ptr(), address.ptr() + address.len());
     in_addr parsed{};
     EXPECT_TRUE(res != PRES_OK || inet_pton(AF_INET, dotted.c_str(), &parsed) == 1) << dotted;
+}
+
+// Reseeded from the clock at every call, so the answer is base unless rand()
+// draws its maximum.
+TEST(PSystem, RandomIsTheBaseAndReseedsFromTheClock)
+{
+    const int rows[][3] = {{5, 10, 15}, {-3, 1000, 997}};
+    for (const auto& r : rows) {
+        time_t second = time(nullptr);
+        int value = PSystem::getRandom(r[0], r[1]), next = rand();
+        srand((unsigned int)second);
+        bool top = rand() == RAND_MAX;
+        // A second that ends meanwhile leaves no reference to compare with.
+        EXPECT_TRUE(time(nullptr) != second || (value == (top ? r[2] : r[0]) && next == rand())) << r[0];
+    }
 }

@@ -124,6 +124,7 @@ TEST(PCounterTest, ArithmeticWrapsAndTheSyncCounterCountsDespiteItsMutex)
     ScopedEnv debug("PL_DEBUG", "99");
     CapturedStderr err;
     PCounterSync s(3);
-    EXPECT_TRUE((s += 4) == 7 && s.change(-10) == -3 && (s = 12) == 12 && PCounterSync(s) == 12);
+    EXPECT_TRUE((s += 4) == 7 && s.change(-10) == -3 && (s = 12) == 12 && PCounterSync(s) == 12 &&
+                (s = PCounterSync(13)) == 13);
     EXPECT_EQ(err.text(), "");
 }

@@ -46,6 +46,8 @@ TEST(PDir, ListingAndItsStates)
 
     PDir dir, missing(widen(tmp.file("missing")), L"");
     EXPECT_TRUE(missing.getResult() == PDIR_ERR_NOT_OPEN && missing != PRES_OK);
+    missing.clear(); // forgets the kept pattern too
+    EXPECT_TRUE(missing.popen(widen(tmp.path()), L"b*") == PRES_OK && listAll(missing) == std::set<std::string>{"b.log"});
     EXPECT_TRUE(dir.preaddir() == PDIR_ERR_NOT_OPEN && ++dir == PDIR_ERR_NOT_OPEN && dir.pclose() == PRES_OK);
     // A failed open keeps its pattern: the next open lists the new path with it.
     EXPECT_EQ(dir.popen(widen(tmp.file("missing")), L"*.log"), PDIR_ERR_NOT_OPEN);

@@ -38,6 +38,8 @@ TEST(PThread, JoinTakesTheResultTerminateCancelsWithoutJoining)
     EXPECT_EQ(t.getThreadId(), (pthread_t)0);
     ASSERT_EQ(t.pcreate(addOne, &base), PRES_OK);
     EXPECT_TRUE(t.pjoin(result) == PRES_OK && result == &base + 1);
+    struct { PThread::ThreadProc proc; void* arg; } pair{addOne, &base}; // what a new thread receives
+    EXPECT_EQ(PThread::_proxyThreadProc(&pair), &base + 1);
     const int none[] = {t.pjoin(result), t.pdetach(), t.pterminate(nullptr)};
     for (int res : none)
         EXPECT_EQ(res, PTHREAD_ERR_NO_THREAD);

@@ -45,7 +45,8 @@ TEST(PDir, ListingAndItsStates)
     EXPECT_EQ(listAll(literal), std::set<std::string>{"x\\y"}); // no escapes in patterns
 
     PDir dir, missing(widen(tmp.file("missing")), L"");
-    EXPECT_TRUE(missing.getResult() == PDIR_ERR_NOT_OPEN && missing != PRES_OK);
+    EXPECT_TRUE(missing.getResult() == PDIR_ERR_NOT_OPEN && missing != PRES_OK && missing.preaddir() == PDIR_ERR_NOT_OPEN);
+    EXPECT_EQ(PDir(L"\x4e2d", L"").getResult(), PDIR_ERR_NOT_OPEN);
     missing.clear(); // forgets the kept pattern too
     EXPECT_TRUE(missing.popen(widen(tmp.path()), L"b*") == PRES_OK && listAll(missing) == std::set<std::string>{"b.log"});
     EXPECT_TRUE(dir.preaddir() == PDIR_ERR_NOT_OPEN && ++dir == PDIR_ERR_NOT_OPEN && dir.pclose() == PRES_OK);

@@ -29,7 +29,8 @@ TEST(PLibrary, LoadOutcomesAndWhatTheObjectsFree)
     auto cosine = (double (*)(double))lib->getFunction("cos");
     ASSERT_NE(cosine, nullptr);
     EXPECT_EQ(cosine(0.5), std::cos(0.5));
-    EXPECT_TRUE(lib->getName() == L"libm.so.6" && lib->getFunction("qrix_no_such_symbol") == nullptr);
+    EXPECT_TRUE(lib->getName() == L"libm.so.6" && lib->getFunction("qrix_no_such_symbol") == nullptr &&
+                lib->getFunction(nullptr) == nullptr);
     EXPECT_EQ(destroyTraced(lib), "[PL_DBG]<11> [qRIX] PLibrary::~PLibrary() freeing : libm.so.6\n");
     EXPECT_TRUE(printsFromLevel(11, "[PL_DBG]<11> [qRIX] PLibrary::~PLibrary() freeing : libm.so.6\n", [&] {
         ASSERT_EQ(PLibrary::load(L"libm.so.6", lib, true), PRES_OK);

@@ -54,7 +54,10 @@ TEST(SyncTest, CodesFollowTheLifecycle)
         EXPECT_TRUE(m->close() == PRES_OK && m->close() == PMUTEX_ERR_NOT_INIT && m->unlock() == PMUTEX_ERR_NOT_INIT);
         EXPECT_EQ(m->init(), PRES_OK);
     }
-    EXPECT_TRUE(same.init(true) == PMUTEX_ERR_EXISTS && same.init(false) == PRES_OK && same.close() == PRES_OK);
+    EXPECT_TRUE(same.init(true) == PMUTEX_ERR_EXISTS && PSemaphore(guard.wide()).init(0, true) == PSEM_ERR_EXISTS &&
+                same.init(false) == PRES_OK && same.close() == PRES_OK);
+    EXPECT_EQ(stderrOf([] { EXPECT_EQ(PMutex(L"").init(), PMUTEX_ERR_NOT_INIT); }),
+              "\n\n[DBGONLY][PMuthex::init] Failed to create/open: 1 sem errno: 22 Invalid argument\n\n");
     // Releasing what nobody holds, destroying what somebody holds.
     EXPECT_TRUE(plain.unlock() == PMUTEX_ERR_UNLOCK && plain.lock() == PRES_OK && plain.close() == PMUTEX_ERR_CLOSE);
     EXPECT_EQ(plain.lock(), PMUTEX_ERR_NOT_INIT);
@@ -77,7 +80,7 @@ TEST(SyncTest, CodesFollowTheLifecycle)
     dup2(saved, 2), close(saved), close(devFull), clearerr(stderr);
     EXPECT_TRUE(res == PSEM_ERR_TIMEOUT && direct == PRES_NOT_IMPLEMENTED);
     EXPECT_TRUE(sem.trywait() == PRES_OK && sem.trywait() == PSEM_ERR_WAIT && sem.post() == PRES_OK &&
-                sem.getValue(value) == PRES_OK && value == 1);
+                sem.post() == PRES_OK && sem.wait() == PRES_OK && sem.getValue(value) == PRES_OK && value == 1);
     EXPECT_TRUE(sem.close() == PRES_OK && sem.close() == PSEM_ERR_NOT_INIT);
 
     // Failed inits report; a failed unnamed one keeps its storage, so the

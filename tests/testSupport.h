@@ -10,6 +10,14 @@
 
 #include "qrixPString.h"
 
+// Some failure paths need a deliberate misuse of the POSIX calls (unlocking
+// what nobody holds, joining oneself), which ThreadSanitizer reports.
+#ifdef __SANITIZE_THREAD__
+constexpr bool kThreadSanitizer = true;
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
+
 // Redirects file descriptor 2 into a file until text() or destruction.
 class CapturedStderr {
 public:

@@ -194,7 +194,7 @@ TEST(PFile, StaticPathOperations)
         });
     }
     text = stderrOf([&] {
-        EXPECT_FALSE(PFile::check(missing, 3) || PFile::check(missing, -1) || PFile::check(L"", PFILE_ATTR_FILE));
+        EXPECT_FALSE(PFile::check(missing, 3) || PFile::check(L"", -1) || PFile::check(L"", PFILE_ATTR_FILE));
         EXPECT_TRUE(PFile::check(missing, PFILE_ATTR_DIR));
         EXPECT_FALSE(PFile::exists(L"") || PFile::exists(widen(dir.file("dangling"))) || PFile::exists(missing));
         EXPECT_TRUE(PFile::exists(widen(dir.path() + "\\f")));
@@ -231,7 +231,7 @@ TEST(PFile, LockRefusesSecondHolderButKeepsItsDescriptor)
     stderrOf([&] { EXPECT_TRUE(second.popen(widen(dir.file("o")), PFILE_WRITE_RENAME, 0) == PRES_OK && second.pclose() == PRES_OK); });
     std::string refused = "[PL_DBG]<-1> [PFile::popen] File '" + dir.file("lock") + "' already locked (EWOULDBLOCK)\n";
     EXPECT_TRUE(printsFromLevel(-1, refused, [&] {
-        EXPECT_EQ(second.popen(path, PFILE_READ, 0), PFILE_ERR_LOCK);
+        EXPECT_EQ(second.popen(path, PFILE_READ), PFILE_ERR_LOCK); // locking is the default
         EXPECT_TRUE(second.isOpen() && second.popen(path, PFILE_READ, 0) == PFILE_ERR_ALREADY_OPEN);
         EXPECT_EQ(second.pclose(), PRES_OK);
     }));

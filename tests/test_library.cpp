@@ -33,7 +33,7 @@ TEST(PLibrary, LoadOutcomesAndWhatTheObjectsFree)
                 lib->getFunction(nullptr) == nullptr);
     EXPECT_EQ(destroyTraced(lib), "[PL_DBG]<11> [qRIX] PLibrary::~PLibrary() freeing : libm.so.6\n");
     EXPECT_TRUE(printsFromLevel(11, "[PL_DBG]<11> [qRIX] PLibrary::~PLibrary() freeing : libm.so.6\n", [&] {
-        ASSERT_EQ(PLibrary::load(L"libm.so.6", lib, true), PRES_OK);
+        ASSERT_EQ(PLibrary::load(L"libm.so.6", lib), PRES_OK); // unloading is the default
         delete lib;
     }));
 

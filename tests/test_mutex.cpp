@@ -54,7 +54,7 @@ TEST(SyncTest, CodesFollowTheLifecycle)
         EXPECT_TRUE(m->close() == PRES_OK && m->close() == PMUTEX_ERR_NOT_INIT && m->unlock() == PMUTEX_ERR_NOT_INIT);
         EXPECT_EQ(m->init(), PRES_OK);
     }
-    EXPECT_TRUE(same.init(true) == PMUTEX_ERR_EXISTS && PSemaphore(guard.wide()).init(0, true) == PSEM_ERR_EXISTS &&
+    EXPECT_TRUE(same.init(true) == PMUTEX_ERR_EXISTS && PSemaphore(guard.wide()).init(0) == PSEM_ERR_EXISTS &&
                 same.init(false) == PRES_OK && same.close() == PRES_OK);
     EXPECT_EQ(stderrOf([] { EXPECT_EQ(PMutex(L"").init(), PMUTEX_ERR_NOT_INIT); }),
               "\n\n[DBGONLY][PMuthex::init] Failed to create/open: 1 sem errno: 22 Invalid argument\n\n");

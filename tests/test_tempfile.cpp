@@ -25,13 +25,14 @@ TEST(PTempFile, NamesArePrefixAndDrawnNumber)
     EXPECT_EQ(files[0].popen(L"", PFILE_WRITE | PFILE_CREATE, 0), PRES_INVALID_ARG);
     time_t before = time(nullptr);
     for (int i = 0; i < 2; ++i) {
-        ASSERT_EQ(files[i].popen(widen(prefix), PFILE_WRITE | PFILE_CREATE, 0), PRES_OK);
+        ASSERT_EQ(files[i].popen(widen(prefix), PFILE_WRITE | PFILE_CREATE), PRES_OK); // locked by default
         PString name;
         ASSERT_EQ(files[i].pgetName(name), PRES_OK);
         names[i] = narrowed(name);
-        EXPECT_TRUE(isDrawnName(names[i], prefix)) << names[i];
+        EXPECT_TRUE(isDrawnName(names[i], prefix) && PFile().popen(name, PFILE_READ, 0) == PFILE_ERR_LOCK) << names[i];
     }
-    EXPECT_EQ(files[0].popen(widen(prefix), PFILE_WRITE | PFILE_CREATE, 0), PFILE_ERR_ALREADY_OPEN);
+    EXPECT_TRUE(files[0].popen(widen(prefix), PFILE_WRITE, 0) == PFILE_ERR_ALREADY_OPEN &&
+                files[0].popen(L"", PFILE_WRITE, 0) == PFILE_ERR_ALREADY_OPEN);
     // Draws within one second repeat, so the second name waits for the clock.
     EXPECT_GT(time(nullptr), before);
     EXPECT_NE(names[0], names[1]);

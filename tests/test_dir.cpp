@@ -96,7 +96,7 @@ TEST(PDir, CreateAndRemove)
         EXPECT_EQ(PDir::pdelete(c.first), c.second) << narrowed(c.first);
 
     std::string root = tmp.file("d"), outside = tmp.file("outside");
-    makeTree(root, {"f1", "a/", "a/f2", "a/b/", "a/b/f3", "a/b/f4", "empty/"});
+    makeTree(root, {".f1", "a/", "a/f2", "a/b/", "a/b/f3", "a/b/f4", "empty/"});
     writeFile(tmp.file("plain"), "x");
     CapturedStderr err;
     EXPECT_EQ(PFile::removeAll(widen(tmp.file("missing"))), PDIR_ERR_NOT_FOUND);

@@ -77,7 +77,8 @@ TEST(PConditionalVarTest, NotifyAllWakesEveryWaiterAndNotifyOne)
     for (int i = 0; i < 3; ++i)
         consumers.emplace_back([&] {
             mutex.lock();
-            for (++waiting; !open;)
+            ++waiting;
+            while (!open)
                 failures += cond.wait(&mutex) != PRES_OK;
             // A time-out counts as a failure: only a notify may end this wait.
             for (++waiting; tokens == 0;)

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "qrixPFile.h"
+#include "qrixPTime.h"
 #include "testSupport.h"
 
 namespace {
@@ -119,10 +120,14 @@ TEST(PFile, WriteRenameReplacesAtCloseOrLeavesTheTemporary)
     mkdir(busy.c_str(), 0700);
     writeFile(busy + "/x", "");
     ProbedFile f;
+    long long before = PTime::getTickCount();
     ASSERT_TRUE(f.popen(widen(dir.path() + "\\f.txt"), PFILE_WRITE_RENAME, 0) == PRES_OK && f.pwriteLine(L"new") == PRES_OK);
-    // While open the target is untouched and the object answers with its name.
+    long long after = PTime::getTickCount();
+    // The temporary name ends in the tick count at the open; while open the
+    // target is untouched and the object answers with its name.
     std::string open = narrowed(f.temporary());
-    EXPECT_TRUE(open.compare(0, temp.size(), temp) == 0 && open.size() > temp.size() &&
+    long long ticks = open.size() > temp.size() ? std::atoll(open.c_str() + temp.size()) : -1;
+    EXPECT_TRUE(open.compare(0, temp.size(), temp) == 0 && before <= ticks && ticks <= after &&
                 open.find_first_not_of("0123456789", temp.size()) == std::string::npos) << open;
     PString name;
     EXPECT_TRUE(f.pgetName(name) == PRES_OK && name == widen(path) && readFile(path) == "old" && pathExists(open));

@@ -25,7 +25,8 @@ TEST(PPtr, HoldersShareOneCountTheKindDecidesTheFree)
         PPtr<Base> first(new Tracked('a')); // single by default, freed through the virtual destructor
         PPtr<Base> second(first), third;
         third = second;
-        third = third;
+        PPtr<Base>& alias = third;
+        third = alias;
         first = first.getPtr(); // the same pointer: the count must not drop
         second.clear();
         third = new Tracked('b'); // 'a' is still held by first

@@ -119,3 +119,34 @@ int countOccurrences(const std::string& text, const std::string& needle)
         ++count;
     return count;
 }
+
+PString widen(const std::string& s)
+{
+    return PString(std::wstring(s.begin(), s.end()).c_str());
+}
+
+std::string narrowed(const PLiteral& s)
+{
+    return s.ptr() ? std::string(s.ptr(), s.ptr() + s.len()) : std::string();
+}
+
+std::string stderrOf(const std::function<void()>& action)
+{
+    CapturedStderr err;
+    action();
+    return err.text();
+}
+
+::testing::AssertionResult printsFromLevel(int level, const std::string& line, const std::function<void()>& trigger,
+                                           int count)
+{
+    int found[2];
+    for (int below = 0; below < 2; ++below) {
+        ScopedEnv env("PL_DEBUG", std::to_string(level - below).c_str());
+        found[below] = countOccurrences(stderrOf(trigger), line);
+    }
+    if (found[0] == count && found[1] == 0)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "'" << line << "' printed " << found[0] << " times at PL_DEBUG=" << level
+                                         << " and " << found[1] << " times one below";
+}

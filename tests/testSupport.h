@@ -3,7 +3,20 @@
 #ifndef QRIX_TEST_SUPPORT_H
 #define QRIX_TEST_SUPPORT_H
 
+#include <functional>
 #include <string>
+
+#include <gtest/gtest.h>
+
+#include "qrixPString.h"
+
+// Some failure paths need a deliberate misuse of the POSIX calls (unlocking
+// what nobody holds, joining oneself), which ThreadSanitizer reports.
+#ifdef __SANITIZE_THREAD__
+constexpr bool kThreadSanitizer = true;
+#else
+constexpr bool kThreadSanitizer = false;
+#endif
 
 // Redirects file descriptor 2 into a file until text() or destruction.
 class CapturedStderr {
@@ -59,5 +72,17 @@ void writeFile(const std::string& path, const std::string& content);
 std::string readFile(const std::string& path);
 bool pathExists(const std::string& path);
 int countOccurrences(const std::string& text, const std::string& needle);
+
+// Wide copy of ASCII text, and the narrow copy of a wide one.
+PString widen(const std::string& s);
+std::string narrowed(const PLiteral& s);
+
+// Everything `action` writes to stderr.
+std::string stderrOf(const std::function<void()>& action);
+
+// A level-tagged message: `count` copies of `line` print with PL_DEBUG at
+// `level`, none with PL_DEBUG one below.
+::testing::AssertionResult printsFromLevel(int level, const std::string& line, const std::function<void()>& trigger,
+                                           int count = 1);
 
 #endif // QRIX_TEST_SUPPORT_H

@@ -72,23 +72,6 @@ TEST(Diagnostics, ErrorReportsAndFreePrintsIgnoreTheGate)
               "pclose: free print -500\n");
 }
 
-TEST(Diagnostics, LibraryLinesFollowTheGate)
-{
-    timespec ts{};
-    {
-        ScopedEnv env("PL_DEBUG", "10");
-        CapturedStderr err;
-        ASSERT_EQ(clock_gettime_mac(0, &ts), PRES_OK);
-        EXPECT_EQ(err.text().rfind("[PL_DBG]<10> [clock_gettime_mac] REALTIME -> [", 0), 0u);
-    }
-    {
-        ScopedEnv env("PL_DEBUG", nullptr);
-        CapturedStderr err;
-        ASSERT_EQ(clock_gettime_mac(0, &ts), PRES_OK);
-        EXPECT_TRUE(err.text().empty());
-    }
-}
-
 // Each message is flushed at once, so it survives a process that dies
 // without flushing stdio.
 TEST(Diagnostics, EveryMessageReachesTheStreamBeforeAnAbruptExit)

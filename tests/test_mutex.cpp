@@ -47,13 +47,20 @@ struct Pipe {
 TEST(SyncTest, CodesFollowTheLifecycle)
 {
     NameGuard guard{uniqueName('a')};
-    PMutex plain, named(guard.wide());
+    PMutex plain, named(guard.wide()), same(guard.wide());
     for (PMutex* m : {&plain, &named}) {
         EXPECT_TRUE(m->lock() == PMUTEX_ERR_NOT_INIT && m->close() == PMUTEX_ERR_NOT_INIT);
         ASSERT_TRUE(m->init() == PRES_OK && m->init(true) == PMUTEX_ERR_ALREADY_INIT);
         EXPECT_TRUE(m->close() == PRES_OK && m->close() == PMUTEX_ERR_NOT_INIT && m->unlock() == PMUTEX_ERR_NOT_INIT);
         EXPECT_EQ(m->init(), PRES_OK);
     }
+    EXPECT_TRUE(same.init(true) == PMUTEX_ERR_EXISTS && PSemaphore(guard.wide()).init(0) == PSEM_ERR_EXISTS &&
+                same.init(false) == PRES_OK && same.close() == PRES_OK);
+    EXPECT_EQ(stderrOf([] { EXPECT_EQ(PMutex(L"").init(), PMUTEX_ERR_NOT_INIT); }),
+              "\n\n[DBGONLY][PMuthex::init] Failed to create/open: 1 sem errno: 22 Invalid argument\n\n");
+    // Releasing what nobody holds, destroying what somebody holds.
+    EXPECT_TRUE(kThreadSanitizer || (plain.unlock() == PMUTEX_ERR_UNLOCK && plain.lock() == PRES_OK &&
+                                     plain.close() == PMUTEX_ERR_CLOSE && plain.lock() == PMUTEX_ERR_NOT_INIT));
 
     PSemaphore sem, namedSem(PString(uniqueName('e').c_str()));
     int value = -1;
@@ -65,10 +72,15 @@ TEST(SyncTest, CodesFollowTheLifecycle)
     ScopedEnv debug("PL_DEBUG", "10");
     CapturedStderr err;
     EXPECT_EQ(sem.wait(1500), PSEM_ERR_WAIT);
+    // The trace leaves errno alone, even when it cannot be written.
+    int saved = dup(2), devFull = open("/dev/full", O_WRONLY);
+    dup2(devFull, 2);
     errno = ETIMEDOUT;
-    EXPECT_EQ(sem.wait(10), PSEM_ERR_TIMEOUT);
+    int res = sem.wait(10), direct = sem_timedwait_mac(nullptr, nullptr);
+    dup2(saved, 2), close(saved), close(devFull), clearerr(stderr);
+    EXPECT_TRUE(res == PSEM_ERR_TIMEOUT && direct == PRES_NOT_IMPLEMENTED);
     EXPECT_TRUE(sem.trywait() == PRES_OK && sem.trywait() == PSEM_ERR_WAIT && sem.post() == PRES_OK &&
-                sem.getValue(value) == PRES_OK && value == 1);
+                sem.post() == PRES_OK && sem.wait() == PRES_OK && sem.getValue(value) == PRES_OK && value == 1);
     EXPECT_TRUE(sem.close() == PRES_OK && sem.close() == PSEM_ERR_NOT_INIT);
 
     // Failed inits report; a failed unnamed one keeps its storage, so the
@@ -76,10 +88,13 @@ TEST(SyncTest, CodesFollowTheLifecycle)
     EXPECT_TRUE(namedSem.init(~0u, true) == PSEM_ERR_NOT_INIT && namedSem.init(0, false) == PSEM_ERR_NOT_FOUND);
     EXPECT_EQ(sem.init(~0u, false), PSEM_ERR_NOT_INIT);
     EXPECT_EQ(err.text(), "[PL_DBG]<10> [sem_timedwait_mac] not implemented timeout [1.500000000]\n"
-                          "[PL_DBG]<10> [sem_timedwait_mac] not implemented timeout [0.10000000]\n"
                           "\n\n[DBGONLY][PSemaphore::init] Failed to create/open: 1 sem errno: 22 Invalid argument\n\n"
                           "\n\n[DBGONLY][PSemaphore::init] Failed to sem_init errno: 22 Invalid argument\n\n");
     EXPECT_TRUE(sem.init(1, false) == PSEM_ERR_ALREADY_INIT && sem.close() == PRES_OK && sem.init(1, false) == PRES_OK);
+    EXPECT_TRUE(printsFromLevel(10, "[PL_DBG]<10> [sem_timedwait_mac] not implemented timeout [2.7000000]\n",
+                                [&] { sem.wait(2007); }));
+    PSemaphore full;
+    EXPECT_TRUE(full.init(SEM_VALUE_MAX, true) == PRES_OK && full.post() == PSEM_ERR_POST);
 }
 
 TEST(SyncTest, RecursiveLockHoldsOffOthersUntilFullyReleased)

@@ -22,7 +22,7 @@ TEST(PPtr, HoldersShareOneCountTheKindDecidesTheFree)
 {
     gDestroyed.clear();
     {
-        PPtr<Base> first(new Tracked('a'), PTR_SINGLE); // freed through the virtual destructor
+        PPtr<Base> first(new Tracked('a')); // single by default, freed through the virtual destructor
         PPtr<Base> second(first), third;
         third = second;
         PPtr<Base>& alias = third;

@@ -1,6 +1,9 @@
 #include <arpa/inet.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <ctime>
+
 #include <gtest/gtest.h>
 
 #include "qrixPSystem.h"
@@ -22,11 +25,28 @@ TEST(PSystem, TempDirAndHostAddress)
     ScopedEnv env("QRIX_HOST_IP", nullptr);
     char hostname[513] = {};
     ASSERT_EQ(gethostname(hostname, 512), 0);
-    CapturedStderr err;
-    int res = PUtils::getHostAddress(address);
-    EXPECT_NE(err.text().find(std::string("getHostAddress: got lHostname[") + hostname + "]\n"), std::string::npos);
+    int res = 1;
+    std::string text = stderrOf([&] { res = PUtils::getHostAddress(address); });
+    EXPECT_EQ(text.rfind(std::string("getHostAddress: got lHostname[") + hostname + "]\n", 0), 0u) << text;
     ASSERT_TRUE(res == PRES_OK || res == PRES_FAILED || res == PRES_NOT_FOUND) << res;
-    std::string dotted(address.ptr(), address.ptr() + address.len());
+    std::string dotted = narrowed(address);
     in_addr parsed{};
     EXPECT_TRUE(res != PRES_OK || inet_pton(AF_INET, dotted.c_str(), &parsed) == 1) << dotted;
+    EXPECT_TRUE(res != PRES_OK || text.find("getHostAddress: returning host Address [" + dotted + "] res: 0\n") !=
+                                      std::string::npos) << text;
+}
+
+// Reseeded from the clock at every call, so the answer is base unless rand()
+// draws its maximum.
+TEST(PSystem, RandomIsTheBaseAndReseedsFromTheClock)
+{
+    const int rows[][3] = {{5, 10, 15}, {-3, 1000, 997}};
+    for (const auto& r : rows) {
+        time_t second = time(nullptr);
+        int value = PSystem::getRandom(r[0], r[1]), next = rand();
+        srand((unsigned int)second);
+        bool top = rand() == RAND_MAX;
+        // A second that ends meanwhile leaves no reference to compare with.
+        EXPECT_TRUE(time(nullptr) != second || (value == (top ? r[2] : r[0]) && next == rand())) << r[0];
+    }
 }

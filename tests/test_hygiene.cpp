@@ -23,6 +23,11 @@
 
 namespace {
 
+PString wide(const std::string& s)
+{
+    return PString(s.c_str());
+}
+
 // What the child was given before: repeated getNextToken, each token narrowed.
 std::vector<std::string> tokenizerArgs(const PString& line)
 {
@@ -42,6 +47,39 @@ std::vector<std::string> vectorArgs(const PString& line)
     EXPECT_STREQ(argv.file(), "/bin/prog");
     EXPECT_EQ(argv.argv()[argv.count()], nullptr);
     return std::vector<std::string>(argv.argv() + 1, argv.argv() + argv.count());
+}
+
+// Link targets of this process's descriptors, the listing's own excluded.
+std::vector<std::string> openDescriptors()
+{
+    std::vector<std::string> targets;
+    DIR* dir = opendir("/proc/self/fd");
+    while (dirent* entry = dir ? readdir(dir) : nullptr) {
+        char target[512] = {};
+        std::string link = std::string("/proc/self/fd/") + entry->d_name;
+        if (entry->d_name[0] != '.' && atoi(entry->d_name) != dirfd(dir) &&
+            readlink(link.c_str(), target, sizeof(target) - 1) > 0)
+            targets.push_back(target);
+    }
+    if (dir)
+        closedir(dir);
+    return targets;
+}
+
+// The state letter in /proc/<pid>/stat, or 0 when the process is gone.
+char procState(pid_t pid)
+{
+    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
+    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
+    size_t close = text.rfind(')');
+    return close == std::string::npos || close + 2 >= text.size() ? 0 : text[close + 2];
+}
+
+bool becomesZombie(pid_t pid)
+{
+    for (int i = 0; i < 1000 && procState(pid) != 'Z'; ++i)
+        usleep(10000);
+    return procState(pid) == 'Z';
 }
 
 } // namespace
@@ -69,4 +107,161 @@ TEST(ArgumentVector, SplitsAndConvertsAsTheTokenizerDoes)
         }
     }
     std::setlocale(LC_CTYPE, "C");
+}
+
+TEST(Hygiene, WriteRenameLeavesOldOrNewContentWhenKilled)
+{
+    TempDir dir;
+    const std::string target = dir.file("target");
+    const std::string contents[2] = {std::string(4096, 'o'), std::string(6000, 'n')};
+    writeFile(target, contents[0]);
+    std::mt19937 random(std::random_device{}());
+    for (int trial = 0; trial < 40; ++trial) {
+        int ready[2];
+        ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
+        std::fflush(nullptr);
+        pid_t child = fork();
+        if (child == 0) {
+            // Every replacement reports its rename.
+            dup2(open("/dev/null", O_WRONLY), 2);
+            for (int i = 0; i < 100000; ++i) {
+                PFile file;
+                unsigned long written = 0;
+                const std::string& text = contents[i % 2];
+                file.popen(wide(target), PFILE_WRITE_RENAME, 0);
+                file.pwrite(text.data(), text.size(), written);
+                file.pclose();
+                if (i == 0)
+                    (void)!write(ready[1], "r", 1);
+            }
+            _exit(0);
+        }
+        close(ready[1]);
+        pollfd started{ready[0], POLLIN, 0};
+        EXPECT_EQ(poll(&started, 1, 10000), 1);
+        close(ready[0]);
+        usleep(random() % 3000);
+        kill(child, SIGKILL);
+        ASSERT_EQ(waitpid(child, nullptr, 0), child);
+        std::string now = readFile(target);
+        ASSERT_TRUE(now == contents[0] || now == contents[1]) << "trial " << trial << ": " << now.size() << " bytes";
+    }
+}
+
+TEST(Hygiene, ChildSeesNoDescriptorTheLibraryHolds)
+{
+    TempDir held, out;
+    PFile file, replaced;
+    ASSERT_EQ(file.popen(wide(held.file("file")), PFILE_WRITE | PFILE_CREATE, 0), PRES_OK);
+    ASSERT_EQ(replaced.popen(wide(held.file("replaced")), PFILE_WRITE_RENAME, 0), PRES_OK);
+    PDir listing;
+    ASSERT_EQ(listing.popen(wide(held.path()), L"*"), PRES_OK);
+    PTempFile temp;
+    ASSERT_EQ(temp.popen(wide(held.file("temp-")), PFILE_WRITE | PFILE_CREATE, 0), PRES_OK);
+    PLibrary* library = nullptr;
+    ASSERT_EQ(PLibrary::load(L"libm.so.6", library), PRES_OK);
+    std::unique_ptr<PLibrary> loaded(library);
+    PSemaphore semaphore(wide("/qxh" + std::to_string(getpid())));
+    ASSERT_EQ(semaphore.init(1), PRES_OK);
+
+    // The child writes the target of each of its descriptors to a file.
+    const std::string fds = out.file("fds");
+    PProcess find(L"/usr/bin/find", wide("/proc/self/fd/ -mindepth 1 -fprintf " + fds + " %l\\n"));
+    int exitCode = -1;
+    ASSERT_EQ(find.start(), PRES_OK);
+    ASSERT_EQ(find.waitExitCode(exitCode), PRES_OK);
+    EXPECT_EQ(exitCode, 0);
+    std::string text = readFile(fds);
+    EXPECT_NE(text.find(fds), std::string::npos) << text;
+    EXPECT_EQ(text.find(held.path()), std::string::npos) << text;
+    EXPECT_EQ(text.find("libm"), std::string::npos) << text;
+    EXPECT_EQ(text.find("/dev/shm"), std::string::npos) << text;
+}
+
+TEST(Hygiene, PromisedCollectionsLeaveNoZombie)
+{
+    // Killed should a check fail before the child is collected.
+    struct Reaper {
+        pid_t pid = 0;
+        ~Reaper() { pid > 0 && kill(pid, SIGKILL) == 0 && waitpid(pid, nullptr, 0); }
+    } reaper;
+    unsigned int pid = 0;
+    int exitCode = 0;
+    PProcess waited(L"/bin/sleep", L"30");
+    ASSERT_EQ(waited.start(), PRES_OK);
+    ASSERT_EQ(waited.getPID(pid), PRES_OK);
+    reaper.pid = (pid_t)pid;
+    kill((pid_t)pid, SIGTERM);
+    EXPECT_EQ(waited.waitExitCode(exitCode), PRES_OK);
+    reaper.pid = 0;
+    EXPECT_EQ(procState((pid_t)pid), 0);
+
+    // Nobody holds a static start's child: it stays a zombie until a sweep.
+    ASSERT_EQ(PProcess::start(L"/bin/sleep", L"30", pid), PRES_OK);
+    reaper.pid = (pid_t)pid;
+    kill((pid_t)pid, SIGTERM);
+    ASSERT_TRUE(becomesZombie((pid_t)pid));
+    bool running = true;
+    EXPECT_EQ(PProcess::isRunning(pid, running), PRES_OK);
+    reaper.pid = 0;
+    EXPECT_EQ(procState((pid_t)pid), 0);
+}
+
+namespace {
+
+// Every way the library opens and closes a descriptor, refusals and failures included.
+void openAndCloseEverything(const TempDir& dir)
+{
+    PFile holder, refused, failed, replaced;
+    EXPECT_EQ(holder.popen(wide(dir.file("locked")), PFILE_WRITE | PFILE_CREATE, 0), PRES_OK);
+    EXPECT_EQ(refused.popen(wide(dir.file("locked")), PFILE_READ, 0), PFILE_ERR_LOCK);
+    refused.pclose();
+    EXPECT_EQ(failed.popen(wide(dir.file("missing")), PFILE_READ, 0), PFILE_ERR_NOT_FOUND);
+    EXPECT_EQ(failed.popen(wide(dir.path()), PFILE_WRITE, 0), PFILE_ERR_OPEN);
+    EXPECT_EQ(replaced.popen(wide(dir.file("replaced")), PFILE_WRITE_RENAME, 0), PRES_OK);
+    replaced.pclose();
+
+    PDir absent, present;
+    EXPECT_EQ(absent.popen(wide(dir.file("absent")), L"*"), PDIR_ERR_NOT_OPEN);
+    EXPECT_EQ(present.popen(wide(dir.path()), L"*"), PRES_OK);
+    present.pclose();
+
+    PTempFile temp;
+    PString name;
+    EXPECT_EQ(temp.popen(wide(dir.file("temp-")), PFILE_WRITE | PFILE_CREATE, 0), PRES_OK);
+    temp.pgetName(name);
+    temp.pclose();
+    PFile::pdelete(name);
+
+    PLibrary* library = nullptr;
+    EXPECT_EQ(PLibrary::load(L"libqrix_missing_42.so", library), PLIBRARY_ERR_LOAD);
+    EXPECT_EQ(PLibrary::load(L"libm.so.6", library), PRES_OK);
+    delete library;
+    PSemaphore semaphore(wide("/qxh" + std::to_string(getpid())));
+    EXPECT_EQ(semaphore.init(0), PRES_OK);
+    semaphore.close();
+
+    unsigned int self = PProcess::getCurrentPID(), usage = 0;
+    std::vector<unsigned int> pids, ppids;
+    EXPECT_EQ(PProcess::getName(self, name), PRES_OK);
+    EXPECT_EQ(PProcess::getCmdLine(self, name), PRES_OK);
+    EXPECT_EQ(PProcess::getWorkingDir(self, name), PRES_OK);
+    EXPECT_EQ(PProcess::getWorkingDir(0x7ffffff0, name), PRES_NOT_FOUND);
+    EXPECT_EQ(PProcess::find(PString(L"test_hygiene"), pids, ppids), PRES_OK);
+    EXPECT_EQ(PProcess::getSpecCPUUsage(0, usage), PRES_OK);
+    EXPECT_EQ(PProcess::getUserName(self, name), PRES_OK);
+}
+
+} // namespace
+
+TEST(Hygiene, NoDescriptorOutlivesItsOperation)
+{
+    TempDir dir;
+    CapturedStderr reports;
+    // The first round lets the loader and the C library open what they keep.
+    openAndCloseEverything(dir);
+    std::vector<std::string> before = openDescriptors();
+    for (int round = 0; round < 2; ++round)
+        openAndCloseEverything(dir);
+    EXPECT_EQ(openDescriptors(), before);
 }

@@ -1,7 +1,6 @@
 // What the library must never leave behind: a half-replaced file after a
 // crash, a descriptor in a child or after a close, a zombie after a promised
 // collection. And the child's argument vector, token for token the tokenizer's.
-#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -9,7 +8,7 @@
 #include <unistd.h>
 
 #include <clocale>
-#include <fstream>
+#include <filesystem>
 #include <memory>
 #include <random>
 #include <string>
@@ -49,30 +48,22 @@ std::vector<std::string> vectorArgs(const PString& line)
     return std::vector<std::string>(argv.argv() + 1, argv.argv() + argv.count());
 }
 
-// Link targets of this process's descriptors, the listing's own excluded.
+// Link targets of this process's descriptors, the listing's own included.
 std::vector<std::string> openDescriptors()
 {
     std::vector<std::string> targets;
-    DIR* dir = opendir("/proc/self/fd");
-    while (dirent* entry = dir ? readdir(dir) : nullptr) {
-        char target[512] = {};
-        std::string link = std::string("/proc/self/fd/") + entry->d_name;
-        if (entry->d_name[0] != '.' && atoi(entry->d_name) != dirfd(dir) &&
-            readlink(link.c_str(), target, sizeof(target) - 1) > 0)
-            targets.push_back(target);
-    }
-    if (dir)
-        closedir(dir);
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
+        targets.push_back(std::filesystem::read_symlink(entry.path(), error).string());
     return targets;
 }
 
-// The state letter in /proc/<pid>/stat, or 0 when the process is gone.
+// The state letter in /proc/<pid>/stat, or 0 once the process is gone.
 char procState(pid_t pid)
 {
-    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-    std::string text((std::istreambuf_iterator<char>(stat)), std::istreambuf_iterator<char>());
-    size_t close = text.rfind(')');
-    return close == std::string::npos || close + 2 >= text.size() ? 0 : text[close + 2];
+    std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
+    size_t name = stat.rfind(')');
+    return name == std::string::npos || name + 2 >= stat.size() ? 0 : stat[name + 2];
 }
 
 bool becomesZombie(pid_t pid)
@@ -122,14 +113,11 @@ TEST(Hygiene, WriteRenameLeavesOldOrNewContentWhenKilled)
         std::fflush(nullptr);
         pid_t child = fork();
         if (child == 0) {
-            // Every replacement reports its rename.
-            dup2(open("/dev/null", O_WRONLY), 2);
-            for (int i = 0; i < 100000; ++i) {
+            dup2(open("/dev/null", O_WRONLY), 2); // every replacement reports its rename
+            for (unsigned long i = 0, written = 0; i < 100000; ++i) {
                 PFile file;
-                unsigned long written = 0;
-                const std::string& text = contents[i % 2];
                 file.popen(wide(target), PFILE_WRITE_RENAME, 0);
-                file.pwrite(text.data(), text.size(), written);
+                file.pwrite(contents[i % 2].data(), contents[i % 2].size(), written);
                 file.pclose();
                 if (i == 0)
                     (void)!write(ready[1], "r", 1);
@@ -183,7 +171,11 @@ TEST(Hygiene, PromisedCollectionsLeaveNoZombie)
     // Killed should a check fail before the child is collected.
     struct Reaper {
         pid_t pid = 0;
-        ~Reaper() { pid > 0 && kill(pid, SIGKILL) == 0 && waitpid(pid, nullptr, 0); }
+        ~Reaper()
+        {
+            if (pid > 0 && kill(pid, SIGKILL) == 0)
+                waitpid(pid, nullptr, 0);
+        }
     } reaper;
     unsigned int pid = 0;
     int exitCode = 0;
@@ -261,7 +253,6 @@ TEST(Hygiene, NoDescriptorOutlivesItsOperation)
     // The first round lets the loader and the C library open what they keep.
     openAndCloseEverything(dir);
     std::vector<std::string> before = openDescriptors();
-    for (int round = 0; round < 2; ++round)
-        openAndCloseEverything(dir);
+    openAndCloseEverything(dir);
     EXPECT_EQ(openDescriptors(), before);
 }

@@ -39,11 +39,13 @@ std::vector<std::string> tokenizerArgs(const PString& line)
     return args;
 }
 
+// The line serves as the program too, which start() converts whole.
 std::vector<std::string> vectorArgs(const PString& line)
 {
     qrix::detail::ArgumentVector argv;
-    EXPECT_EQ(argv.build(L"/bin/prog", line), PRES_OK);
-    EXPECT_STREQ(argv.file(), "/bin/prog");
+    EXPECT_EQ(argv.build(line, line), PRES_OK);
+    PPtr<char> program(PLiteral::pwchar2pchar(line.ptr(), PSTR_ALL), PTR_ARRAY);
+    EXPECT_STREQ(argv.file(), program.getPtr() ? program.getPtr() : "");
     EXPECT_EQ(argv.argv()[argv.count()], nullptr);
     return std::vector<std::string>(argv.argv() + 1, argv.argv() + argv.count());
 }

@@ -71,10 +71,8 @@ public:
     /// close-on-exec) and signal dispositions.
     /// @returns #PRES_OK (0) in the caller; #PPROCESS_ERR_START (-744) while
     /// this object's child still runs (it is left alone); #PRES_NOT_FOUND
-    /// (-504) for an empty path, without forking.
-    /// #PRES_NO_MEMORY (-501) is returned only in the forked child, when it
-    /// cannot allocate its arguments: that copy of your program then runs on
-    /// from here, so end it with `_exit`.
+    /// (-504) for an empty path, and #PRES_NO_MEMORY (-501) when the argument
+    /// vector cannot be allocated, both without forking.
     /// @warning An argument can never hold a blank: "a 'b c'" gives the three
     /// arguments `a`, `'b` and `c'`, and two blanks in a row give an empty
     /// argument. Pass such values through the environment or a file.
@@ -353,6 +351,7 @@ public:
 
 private:
     int startChild();
+    [[noreturn]] void execChild(char* file, char** argv);
     static void sweepZombies();
 
     PString fPath;

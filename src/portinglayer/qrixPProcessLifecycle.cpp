@@ -14,35 +14,10 @@
 
 #include "qrixDiag.h"
 #include "qrixPPtr.h"
+#include "qrixPProcessArgs.h"
 #include "qrixPUtils.h"
 
 namespace {
-
-// Empty pieces of a command line still become arguments, never terminators.
-PPtr<char> narrowArgument(const PString& token)
-{
-    char* text = PLiteral::pwchar2pchar(token.ptr(), token.len());
-    if (!text)
-        text = new (std::nothrow) char[1]();
-    return PPtr<char>(text, PTR_ARRAY);
-}
-
-// The program, then each blank-separated token of `cmdLine` (consumed), then
-// the terminating null. `tokens` keeps the strings alive.
-PPtr<char*> buildArgv(char* program, PString& cmdLine, std::vector<PPtr<char>>& tokens)
-{
-    PString token;
-    while (PLiteral::getNextToken(cmdLine, token, L' ') == PRES_OK)
-        tokens.push_back(narrowArgument(token));
-    PPtr<char*> argv(new (std::nothrow) char*[tokens.size() + 2], PTR_ARRAY);
-    if (!argv.getPtr())
-        return argv;
-    argv.getPtr()[0] = program;
-    for (size_t i = 0; i < tokens.size(); ++i)
-        argv.getPtr()[i + 1] = tokens[i].getPtr();
-    argv.getPtr()[tokens.size() + 1] = nullptr;
-    return argv;
-}
 
 // Leaves the child with exit status 139 (-629) when the directory cannot be
 // converted or entered; the parent sees nothing else of it.
@@ -143,6 +118,11 @@ int PProcess::start()
                PL_WSTR(fCmdLine));
         return PRES_NOT_FOUND;
     }
+    // Made here, not in the child, so that a failed allocation reaches the
+    // caller instead of a second copy of it.
+    qrix::detail::ArgumentVector args;
+    if (args.build(fPath, fCmdLine) != PRES_OK)
+        return PRES_NO_MEMORY;
     // Unflushed output would otherwise be written twice, once by the child's exit.
     std::fflush(stdout);
     std::fflush(stderr);
@@ -154,28 +134,29 @@ int PProcess::start()
             PL_DBG(1, "[PL_DBG]<%02d> [PProcess::start] Child process pid: %d\n", fPid);
         return rc;
     }
-    return startChild();
+    execChild(args.file(), args.argv());
 }
 
+// Kept because earlier releases export it; start() no longer calls it.
 int PProcess::startChild()
+{
+    qrix::detail::ArgumentVector args;
+    if (args.build(fPath, fCmdLine) != PRES_OK)
+        return PRES_NO_MEMORY;
+    execChild(args.file(), args.argv());
+}
+
+void PProcess::execChild(char* file, char** argv)
 {
     fPid = getpid();
     PL_DBG(0, "[PL_DBG]<%02d> [PProcess::start] Child process started with pid: %d, name: '%ls', param: '%ls'\n",
            fPid, PL_WSTR(fPath), PL_WSTR(fCmdLine));
-    // A program that does not convert runs as "": execvp's errno becomes the exit status.
-    static char lNoProgram[1] = {0};
-    PPtr<char> program(PLiteral::pwchar2pchar(fPath.ptr(), PSTR_ALL), PTR_ARRAY);
-    char* file = program.getPtr() ? program.getPtr() : lNoProgram;
-    std::vector<PPtr<char>> tokens;
-    PPtr<char*> argv = buildArgv(file, fCmdLine, tokens);
-    if (!argv.getPtr())
-        return PRES_NO_MEMORY;
     enterWorkingDir(fWorkingDir);
     applyEnvironment(fEnv);
 
     PL_DBG(1, "[PL_DBG]<%02d> [PProcess::start] execvp('%s') pid: %d, pgid: %d\n", file, (int)getpid(),
            (int)getpgid(0));
-    execvp(file, argv.getPtr());
+    execvp(file, argv);
     int err = errno;
     PL_ERR("\n\n[DBGONLY][PProcess::start] Failed to execvp(...) errno: %d %s\n\n", err, std::strerror(err));
     std::exit(err);

@@ -1,5 +1,7 @@
 // Replacing a 4 KiB file through a locked temporary sibling, and streaming
-// 64 MiB in 1 MiB blocks, against the system calls written out by hand.
+// 64 MiB in 1 MiB blocks, against the system calls written out by hand. Both
+// are compared by CPU time, which includes the kernel's work in the calls but
+// not the waits for a disk that other programs share.
 #include <cstring>
 #include <fcntl.h>
 #include <string>
@@ -51,7 +53,7 @@ void replaceLibrary(benchmark::State& state)
 void replaceReference(benchmark::State& state)
 {
     const std::string target = fileIn("replaced-by-hand");
-    const std::string temporary = target + ".tmp";
+    const std::string temporary = target + ".tmp-" + std::to_string(getpid());
     const char* bytes = payload();
     for (auto _ : state) {
         int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -109,7 +111,7 @@ void streamReference(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(replaceLibrary)->Name("replace/library")->UseRealTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(replaceReference)->Name("replace/reference")->UseRealTime()->Unit(benchmark::kMicrosecond);
-BENCHMARK(streamLibrary)->Name("stream/library")->UseRealTime()->Unit(benchmark::kMillisecond);
-BENCHMARK(streamReference)->Name("stream/reference")->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(replaceLibrary)->Name("replace/library")->Unit(benchmark::kMicrosecond);
+BENCHMARK(replaceReference)->Name("replace/reference")->Unit(benchmark::kMicrosecond);
+BENCHMARK(streamLibrary)->Name("stream/library")->Unit(benchmark::kMillisecond);
+BENCHMARK(streamReference)->Name("stream/reference")->Unit(benchmark::kMillisecond);

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "qrixPFile.h"
+#include "qrixPTime.h"
 #include "testSupport.h"
 
 namespace {
@@ -40,7 +41,9 @@ TEST(PFile, ModesNamesAndPathOperations)
     EXPECT_EQ(f.pclose(), PFILE_ERR_NOT_OPEN);
 
     // While replacing, the object answers with the target's name.
+    const long long before = PTime::getTickCount();
     ASSERT_EQ(f.popen(wide(path), PFILE_WRITE_RENAME, 0), PRES_OK);
+    const long long after = PTime::getTickCount();
     ASSERT_EQ(f.pwriteLine(L""), PRES_OK);
     PString name;
     EXPECT_TRUE(f.pgetName(name) == PRES_OK && name == wide(path));
@@ -61,6 +64,9 @@ TEST(PFile, ModesNamesAndPathOperations)
     ASSERT_NE(at, std::string::npos);
     size_t digits = at + head.size(), end = text.find_first_not_of("0123456789", digits);
     EXPECT_GT(end, digits);
+    // The digits are the tick count at the open.
+    const long long ticks = std::stoll(text.substr(digits, end - digits));
+    EXPECT_TRUE(before <= ticks && ticks <= after) << ticks;
     std::string tail = "' -> `" + path + "')\n";
     EXPECT_EQ(text.compare(end, tail.size(), tail), 0);
     EXPECT_EQ(countOccurrences(text, "check: stat('" + dir.file("dangling") + "') failed, errno=2\n"), 1);

@@ -111,6 +111,17 @@ bool matchesAttribute(mode_t type, int iAttrib)
     }
 }
 
+// Writes the decimal digits of v backwards, ending just before `end`, and
+// returns the first.
+wchar_t* decimalDigits(unsigned long long v, wchar_t* end)
+{
+    do {
+        *--end = (wchar_t)(L'0' + v % 10);
+        v /= 10;
+    } while (v != 0);
+    return end;
+}
+
 // Copies the line so far into a buffer LINE_GROWTH characters larger.
 wchar_t* growLine(wchar_t* line, unsigned long count, unsigned long& capacity)
 {
@@ -154,7 +165,8 @@ int PFile::popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock)
         return res;
 
     PPtr<char> narrow(path.ascii(), PTR_ARRAY);
-    // O_CLOEXEC closes the window before fcntl for threads that fork meanwhile.
+    // O_CLOEXEC marks the descriptor in the open itself, so no thread that
+    // forks meanwhile inherits it, and no fcntl is left that could fail.
     fHandle = narrow ? ::open(narrow, flags | O_CLOEXEC, 0644) : failNullPath();
     if (fHandle == -1) {
         if (errno == ENOENT)
@@ -163,9 +175,6 @@ int PFile::popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock)
                printable(narrow), errno, strerror(errno));
         return PFILE_ERR_OPEN;
     }
-    if (fcntl(fHandle, F_SETFD, FD_CLOEXEC) == -1)
-        PL_ERR("\n\n[DBGONLY][PFile::popen] Failed fcntl(%d, FD_CLOEXEC) errno: %d %s\n\n",
-               fHandle, errno, strerror(errno));
 
     if (iNoLock == 0 && flock(fHandle, LOCK_EX | LOCK_NB) == -1) {
         if (errno == EWOULDBLOCK) {
@@ -186,27 +195,30 @@ int PFile::popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock)
 
 int PFile::openWriteRename(const PString& target)
 {
-    PString pid;
-    int res = PUtils::uint32ToStr((unsigned int)getpid(), pid);
-    if (res != PRES_OK) {
-        qrix_pl_debug_print("%s: Error converting the current PID, res=%d\n", "popen", res);
-        return res;
-    }
-    PString ticks;
-    res = PUtils::uint64ToStr((unsigned long long)PTime::getTickCount(), ticks);
-    if (res != PRES_OK) {
-        qrix_pl_debug_print("%s: Error converting the current tick count, res=%d\n", "popen", res);
-        return res;
-    }
+    // ".qrix_temp-" + PID + "-" + tick count, the digits those of "%u" and
+    // "%llu", built on the stack and added to the path in one step.
+    static const wchar_t MARK[] = L".qrix_temp-";
+    const unsigned long markLength = sizeof(MARK) / sizeof(MARK[0]) - 1;
+    const unsigned int pid = (unsigned int)getpid();
+    const unsigned long long ticks = (unsigned long long)PTime::getTickCount();
+    wchar_t suffix[markLength + 10 + 1 + 20 + 1];
+    wchar_t* end = suffix + sizeof(suffix) / sizeof(suffix[0]);
+    *--end = L'\0';
+    wchar_t* first = decimalDigits(ticks, end);
+    *--first = L'-';
+    first = decimalDigits(pid, first);
+    first -= markLength;
+    std::wmemcpy(first, MARK, markLength);
 
     // A sibling of the target, so that the final rename stays on one file system.
     PString temporary(target);
-    temporary += L".qrix_temp-";
-    temporary += pid;
-    temporary += L"-";
-    temporary += ticks;
+    if (isEmpty(target) || temporary.len() != target.len() || temporary.cat(first) != PRES_OK) {
+        // Only memory can run out here; the first conversion would have met it.
+        qrix_pl_debug_print("%s: Error converting the current PID, res=%d\n", "popen", PRES_NO_MEMORY);
+        return PRES_NO_MEMORY;
+    }
 
-    res = popen(temporary, PFILE_WRITE | PFILE_TRUNCATE | PFILE_CREATE, 0);
+    int res = popen(temporary, PFILE_WRITE | PFILE_TRUNCATE | PFILE_CREATE, 0);
     if (res != PRES_OK) {
         qrix_pl_debug_print("%s: Error opening temporary file `%ls', res=%d\n", "popen",
                             PL_WSTR(temporary), res);

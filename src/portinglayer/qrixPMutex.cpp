@@ -9,10 +9,14 @@
 
 // Called straight through the GOT rather than through a PLT stub: a lock is
 // little more than these calls, so the extra jump would show.
+#if defined(__has_attribute)
+#if __has_attribute(noplt)
 extern "C" {
 int pthread_mutex_lock(pthread_mutex_t* mutex) __attribute__((noplt));
 int pthread_mutex_unlock(pthread_mutex_t* mutex) __attribute__((noplt));
 }
+#endif
+#endif
 
 PMutex::PMutex() : fNamed(false), fName(nullptr), fMutex(nullptr), fSem(SEM_FAILED) {}
 

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +19,7 @@ class ProbedFile : public PFile {
 public:
     int fd() const { return fHandle; }
     long long position() const { return lseek(fHandle, 0, SEEK_CUR); }
+    void renameTargetTo(const PString& name) { fName = name; }
 };
 
 PString wide(const std::string& s) { return PString(s.c_str()); }
@@ -102,6 +104,39 @@ TEST(PFile, LockRefusesSecondHolder)
 
 // A child replacing a large file is killed at several points; the target must
 // always be whole, old or new.
+// The close renames through the names it stored; a name changed since is
+// fixed again, and a refused rename is reported with the system's paths.
+TEST(PFile, WriteRenameCloseReportsAndFixesItsNames)
+{
+    TempDir dir;
+    const std::string target = dir.file("t");
+    std::string slashed = target;
+    slashed[slashed.rfind('/')] = '\\';
+    struct Case { bool blockTarget; std::string storedAs; int res; };
+    const Case cases[] = {{false, slashed, PRES_OK}, {true, target, PRES_FAILED}};
+    for (const Case& c : cases) {
+        ProbedFile f;
+        ASSERT_EQ(f.popen(wide(target), PFILE_WRITE_RENAME, 0), PRES_OK);
+        f.renameTargetTo(wide(c.storedAs));
+        // A directory cannot be replaced by a file.
+        if (c.blockTarget) {
+            unlink(target.c_str());
+            ASSERT_EQ(mkdir(target.c_str(), 0700), 0);
+        }
+        CapturedStderr err;
+        EXPECT_EQ(f.pclose(), c.res);
+        const std::string text = err.text();
+        if (c.res == PRES_OK) {
+            EXPECT_EQ(readFile(target), "");
+            EXPECT_NE(text.find("' -> `" + slashed + "')\n"), std::string::npos) << text;
+        } else {
+            EXPECT_EQ(countOccurrences(text, "rename: rename(`" + target + ".qrix_temp-"), 1) << text;
+            EXPECT_EQ(countOccurrences(text, "', `" + target + "') failed, errno=21\n"), 1) << text;
+            EXPECT_EQ(countOccurrences(text, "pclose: Error renaming the file, res=-511\n"), 1) << text;
+        }
+    }
+}
+
 TEST(PFile, WriteRenameSurvivesKill)
 {
     const int chunks = 32, chunk = 65536;

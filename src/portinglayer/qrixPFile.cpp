@@ -97,6 +97,18 @@ int renameErrnoToResult(int error)
     }
 }
 
+// rename(2) on converted paths; a path that did not convert fails as a null
+// pointer would. Reports the failure and maps errno to a result code.
+int renameNarrow(const PPtr<char>& from, const PPtr<char>& to)
+{
+    if ((from && to ? ::rename(from, to) : failNullPath()) == 0)
+        return PRES_OK;
+    int error = errno;
+    qrix_pl_debug_print("%s: rename(`%s', `%s') failed, errno=%d\n", "rename", printable(from), printable(to),
+                        error);
+    return renameErrnoToResult(error);
+}
+
 bool matchesAttribute(mode_t type, int iAttrib)
 {
     switch (iAttrib) {
@@ -258,7 +270,12 @@ int PFile::pclose()
 
 int PFile::renameIntoPlace()
 {
-    int res = rename(fTempName, fName);
+    // Both names were fixed when stored, so unless something put a '\\' into
+    // them since, they go to the system as they are, without the copies.
+    const bool fixed = !std::wcschr(fTempName.ptr(), L'\\') && !std::wcschr(fName.ptr(), L'\\');
+    int res = fixed ? renameNarrow(PPtr<char>(PLiteral::pwchar2pchar(fTempName.ptr(), PSTR_ALL), PTR_ARRAY),
+                                   PPtr<char>(PLiteral::pwchar2pchar(fName.ptr(), PSTR_ALL), PTR_ARRAY))
+                    : rename(fTempName, fName);
     if (res != PRES_OK) {
         qrix_pl_debug_print("%s: Error renaming the file, res=%d\n", "pclose", res);
         return PRES_FAILED;
@@ -405,15 +422,7 @@ int PFile::rename(const PLiteral& from, const PLiteral& to)
 {
     if (isEmpty(from) || isEmpty(to))
         return PRES_INVALID_ARG;
-    PPtr<char> narrowFrom = narrowPath(from);
-    PPtr<char> narrowTo = narrowPath(to);
-    int res = narrowFrom && narrowTo ? ::rename(narrowFrom, narrowTo) : failNullPath();
-    if (res == 0)
-        return PRES_OK;
-    int error = errno;
-    qrix_pl_debug_print("%s: rename(`%s', `%s') failed, errno=%d\n", "rename",
-                        printable(narrowFrom), printable(narrowTo), error);
-    return renameErrnoToResult(error);
+    return renameNarrow(narrowPath(from), narrowPath(to));
 }
 
 int PFile::pdelete(const PLiteral& iPath)

@@ -225,7 +225,8 @@ int PFile::openWriteRename(const PString& target)
     // A sibling of the target, so that the final rename stays on one file system.
     PString temporary(target);
     if (isEmpty(target) || temporary.len() != target.len() || temporary.cat(first) != PRES_OK) {
-        // Only memory can run out here; the first conversion would have met it.
+        // Only memory can run out here: reported as for the PID's conversion,
+        // the first step of the name that needs memory.
         qrix_pl_debug_print("%s: Error converting the current PID, res=%d\n", "popen", PRES_NO_MEMORY);
         return PRES_NO_MEMORY;
     }

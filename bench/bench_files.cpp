@@ -3,7 +3,6 @@
 // are compared by CPU time, which includes the kernel's work in the calls but
 // not the waits for a disk that other programs share.
 #include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 #include <string>
 #include <sys/file.h>

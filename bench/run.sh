@@ -31,8 +31,9 @@ trap 'rm -f "$csv"' EXIT
   --benchmark_report_aggregates_only=true \
   --benchmark_out="$csv" --benchmark_out_format=csv "$@" 2>/dev/null | grep -E '^-|^Benchmark|_median'
 
-# Rows that set UseRealTime carry "/real_time" in their names and are compared
-# by wall-clock time; the others by CPU time, which other load disturbs less.
+# Rows that time themselves (UseManualTime, "/manual_time" in their names) are
+# compared by the time they measured, which the CSV gives as real time; the
+# others by this process's CPU time, which other load disturbs less.
 echo
 awk -F, '
   /^"/ && /_(median|mean|stddev)"/ {
@@ -40,7 +41,7 @@ awk -F, '
     stat = name; sub(/.*_/, "", stat); sub(/_[a-z]+$/, "", name)
     split(name, part, "/")
     row = part[1]; side = part[2]
-    v = (name ~ /\/real_time$/) ? $3 : $4
+    v = (name ~ /\/manual_time$/) ? $3 : $4
     if (!(row in seen)) { seen[row] = 1; order[++n] = row }
     value[row, side, stat] = v
     if (stat == "median") unit[row] = $5

@@ -29,7 +29,7 @@ trap 'rm -f "$csv"' EXIT
 "$build/bench/qrix_bench" --benchmark_repetitions="$repetitions" \
   --benchmark_enable_random_interleaving="$interleave" \
   --benchmark_report_aggregates_only=true \
-  --benchmark_out="$csv" --benchmark_out_format=csv "$@" 2>/dev/null | grep -E '^-|^Benchmark|_median'
+  --benchmark_out="$csv" --benchmark_out_format=csv "$@" 2>/dev/null | { grep -v -E '_(mean|stddev|cv) ' || true; }
 
 # Rows that time themselves (UseManualTime, "/manual_time" in their names) are
 # compared by the time they measured, which the CSV gives as real time; the

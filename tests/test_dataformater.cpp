@@ -44,6 +44,13 @@ Outcome readAs(PDataReader& r, Kind kind)
             s != 7 || v != 7 || array.size() != 1 || text != L"7" || list.size() != 1};
 }
 
+// A string claiming a length no memory could hold; only the conversion
+// buffer's size is computed from it.
+class ForgedLength : public PString {
+public:
+    explicit ForgedLength(unsigned long len) : PString(L"abc") { fLen = len; }
+};
+
 } // namespace
 
 TEST(DataFormater, WritesTheDocumentedBytesOnEveryHost)
@@ -138,6 +145,32 @@ TEST(DataFormater, ResultPositionAndOutputAtTheBounds)
         EXPECT_TRUE(lr.readStrings(list) == c.res && list.size() == c.elements && lr.getOffset() == c.offset)
             << "list " << (&c - lists);
     }
+}
+
+TEST(DataFormater, SizesThatWouldWrapFailWithoutWriting)
+{
+    for (unsigned long len : {~0UL, ~0UL - 7}) {
+        const ForgedLength huge(len);
+        Bytes data{0x42};
+        PDataWriter w(data);
+        EXPECT_EQ(w.decodeUtf8(huge, data), PRES_NO_MEMORY);
+        EXPECT_EQ(w.writeString(huge), PRES_NO_MEMORY);
+        EXPECT_EQ(data, Bytes{0x42});
+    }
+
+    // A record count far beyond the data reads nothing and reserves no room
+    // beyond the one record it tried.
+    const Bytes forged{0x07, 0xFF, 0xFF, 0xFF, 0xFF, 0x09, 0x85, 0, 0, 0, 0};
+    PDataReader r(forged);
+    std::vector<PTargetInfo> list;
+    EXPECT_EQ(PDataFormaterUtils().readPTargetInfoArray(r, list), PDATA_ERR_SHORT);
+    EXPECT_TRUE(list.empty() && list.capacity() <= 1u);
+
+    // An array read into the reader's own vector appends the bytes it held.
+    Bytes own{0x85, 0, 0, 0, 2, 'x', 'y'};
+    PDataReader ro(own);
+    EXPECT_TRUE(ro.readDataArray(own) == PRES_OK && ro.getOffset() == 7u);
+    EXPECT_EQ(own, (Bytes{0x85, 0, 0, 0, 2, 'x', 'y', 'x', 'y'}));
 }
 
 TEST(DataFormater, TextFailsWholeInTheCLocaleAndIsCutToOneBytePerCharacter)

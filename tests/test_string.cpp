@@ -48,6 +48,28 @@ TEST(PLiteralSearch, SubstringForwardAndReverse)
     EXPECT_EQ(pos, 5u);
 }
 
+// The case-sensitive forward search jumps between candidates for the first
+// character: matches at both ends, restarts after a partial match, and a
+// candidate too close to the end.
+TEST(PLiteralSearch, ForwardCandidatesAtTheEdges)
+{
+    struct Case { const wchar_t* hay; const wchar_t* sub; int res; unsigned long pos; };
+    const Case cases[] = {
+        {L"abc", L"abc", PRES_OK, 0}, {L"xxab", L"ab", PRES_OK, 2}, {L"aaab", L"aab", PRES_OK, 1},
+        {L"abab", L"b", PRES_OK, 1}, {L"xxa", L"ab", PRES_NOT_FOUND, 99}, {L"abxab", L"abc", PRES_NOT_FOUND, 99},
+    };
+    for (const Case& c : cases) {
+        unsigned long pos = 99;
+        EXPECT_EQ(PLiteral(c.hay).str(PLiteral(c.sub), pos), c.res) << c.hay << " / " << c.sub;
+        EXPECT_EQ(pos, c.pos) << c.hay << " / " << c.sub;
+    }
+    // The search covers len characters, a zero character among them included.
+    PString cut(L"abcd");
+    cut.fill(L'x', 2);
+    unsigned long pos = 0;
+    EXPECT_TRUE(cut.str(PLiteral(L"d"), pos) == PRES_OK && pos == 3u);
+}
+
 TEST(PLiteralSearch, CharacterSearchRunsToTheTerminator)
 {
     unsigned long pos = 0;

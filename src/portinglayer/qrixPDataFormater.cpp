@@ -4,8 +4,6 @@
 #include <cstring>
 #include <new>
 
-#include "qrixPPtr.h"
-
 namespace {
 
 // Set on a tag, marks an array of the tagged type.
@@ -18,6 +16,109 @@ constexpr unsigned char TAG_STRING_LIST = TAG_STRING | TAG_ARRAY;
 
 // Tag byte plus the big-endian 32-bit value or count behind it.
 constexpr unsigned long TAGGED_DWORD_SIZE = 5;
+
+// Texts up to this many characters convert in buffers on the stack; records
+// are mostly short texts, and a heap buffer per text would dominate.
+const unsigned long STACK_TEXT = 256;
+
+// A conversion buffer: on the stack when the text is short, else on the
+// heap. Null when the heap refuses.
+template <class C>
+class Scratch {
+public:
+    explicit Scratch(unsigned long size)
+        : fHeap(size > STACK_TEXT ? new (std::nothrow) C[size] : nullptr),
+          fPtr(size > STACK_TEXT ? fHeap : fStack)
+    {
+    }
+    ~Scratch() { delete[] fHeap; }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+
+    C* get() const { return fPtr; }
+
+private:
+    C fStack[STACK_TEXT];
+    C* fHeap;
+    C* fPtr;
+};
+
+// Appends n bytes to out in one step. `from` is read only after out has
+// grown, so it may be an index into out itself.
+void appendFrom(std::vector<unsigned char>& out, const std::vector<unsigned char>& from, unsigned long start,
+                unsigned long n)
+{
+    if (n == 0)
+        return;
+    const unsigned long old = out.size();
+    out.resize(old + n);
+    std::memcpy(out.data() + old, from.data() + start, n);
+}
+
+// Consumes a byte array item's header and its bytes, which then lie just
+// before the position; count says how many. A wrong tag consumes nothing; a
+// count past the data leaves the header consumed. Every bound is a
+// subtraction from the size, so no position can wrap around it.
+int takeArray(const std::vector<unsigned char>& data, unsigned long& offset, unsigned int& count)
+{
+    const unsigned long size = data.size();
+    if (offset > size || size - offset < TAGGED_DWORD_SIZE)
+        return PDATA_ERR_SHORT;
+    const unsigned char* item = &data[offset];
+    if (item[0] != TAG_BYTE_ARRAY)
+        return PDATA_ERR_TYPE;
+    BytesX<unsigned int> u;
+    std::memcpy(u.fBytes, item + 1, sizeof(u.fBytes));
+    u.Swap();
+    offset += TAGGED_DWORD_SIZE;
+    if (size - offset < u.fValue)
+        return PDATA_ERR_SHORT;
+    count = u.fValue;
+    offset += count;
+    return PRES_OK;
+}
+
+// Bytes to a wide string: a terminated copy, so that the conversion cannot
+// run past the data, and at most n wide characters.
+int bytesToString(const unsigned char* bytes, unsigned int n, PString& s)
+{
+    // Counted in unsigned long, so n + 8 cannot wrap for a 32-bit n.
+    Scratch<char> narrow((unsigned long)n + 1);
+    Scratch<wchar_t> wide((unsigned long)n + 8);
+    if (!narrow.get() || !wide.get())
+        return PRES_NO_MEMORY;
+    if (n > 0)
+        std::memcpy(narrow.get(), bytes, n);
+    narrow.get()[n] = '\0';
+    size_t converted = std::mbstowcs(wide.get(), narrow.get(), n);
+    if (converted == 0 || converted == (size_t)-1)
+        return PDATA_ERR_DECODE;
+    // A zero byte ends the conversion, so the text is the converted part.
+    wide.get()[converted] = L'\0';
+    return s.set(wide.get(), converted);
+}
+
+// A wide string to exactly n = s.len() bytes of multibyte text appended to
+// out: cut where the text is longer, padded with zero bytes where shorter.
+int stringToBytes(const PString& s, std::vector<unsigned char>& out)
+{
+    const unsigned long n = s.len();
+    if (!s.ptr())
+        return PDATA_ERR_ENCODE;
+    if (n + 8 < n)
+        return PRES_NO_MEMORY;
+    Scratch<char> narrow(n + 8);
+    if (!narrow.get())
+        return PRES_NO_MEMORY;
+    size_t converted = std::wcstombs(narrow.get(), s.ptr(), n);
+    if (converted == 0 || converted == (size_t)-1)
+        return PDATA_ERR_ENCODE;
+    if (converted < n)
+        std::memset(narrow.get() + converted, 0, n - converted);
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(narrow.get());
+    out.insert(out.end(), bytes, bytes + n);
+    return PRES_OK;
+}
 
 template <class U>
 void reverseBytes(U& u)
@@ -141,18 +242,11 @@ int PDataReader::readData<unsigned int>(unsigned int& v)
 template <>
 int PDataReader::readDataArray<unsigned char>(std::vector<unsigned char>& out)
 {
-    if (!hasBytes(TAGGED_DWORD_SIZE))
-        return PDATA_ERR_SHORT;
-    if (fData[fOffset] != TAG_BYTE_ARRAY)
-        return PDATA_ERR_TYPE;
-    ++fOffset;
     unsigned int count = 0;
-    getPlain<BytesX<unsigned int>>(count);
-    // The header stays consumed when the count runs past the data.
-    if (!hasBytes(count))
-        return PDATA_ERR_SHORT;
-    for (unsigned int i = 0; i < count; ++i)
-        out.push_back(fData[fOffset++]);
+    int res = takeArray(fData, fOffset, count);
+    if (res != PRES_OK)
+        return res;
+    appendFrom(out, fData, fOffset - count, count);
     return PRES_OK;
 }
 
@@ -163,15 +257,15 @@ int PDataReader::readString(PString& s)
     // The tag is consumed even when it is wrong.
     if (fData[fOffset++] != TAG_STRING)
         return PDATA_ERR_TYPE;
-    std::vector<unsigned char> bytes;
-    int res = readDataArray(bytes);
+    unsigned int count = 0;
+    int res = takeArray(fData, fOffset, count);
     if (res != PRES_OK)
         return res;
-    if (bytes.empty()) {
+    if (count == 0) {
         s.clear();
         return PRES_OK;
     }
-    return encodeUtf8(bytes, s);
+    return bytesToString(&fData[fOffset - count], count, s);
 }
 
 int PDataReader::readStrings(std::vector<PString>& out)
@@ -186,9 +280,9 @@ int PDataReader::readStrings(std::vector<PString>& out)
     if (getDword(count) != PRES_OK)
         return PDATA_ERR_SHORT;
     for (unsigned int i = 0; i < count; ++i) {
-        std::vector<unsigned char> bytes;
         const unsigned long before = fOffset;
-        int elementRes = readDataArray(bytes);
+        unsigned int size = 0;
+        int elementRes = takeArray(fData, fOffset, size);
         if (elementRes != PRES_OK) {
             res = elementRes;
             // A failure that consumed nothing leaves the reader as it was, so
@@ -198,13 +292,15 @@ int PDataReader::readStrings(std::vector<PString>& out)
                 break;
             continue;
         }
-        PString text;
-        if (!bytes.empty()) {
-            int convRes = encodeUtf8(bytes, text);
-            if (convRes != PRES_OK)
+        // Converted in place; a text that does not convert is taken back out.
+        out.emplace_back();
+        if (size > 0) {
+            int convRes = bytesToString(&fData[fOffset - size], size, out.back());
+            if (convRes != PRES_OK) {
+                out.pop_back();
                 return convRes;
+            }
         }
-        out.push_back(text);
         res = PRES_OK;
     }
     return res;
@@ -212,21 +308,7 @@ int PDataReader::readStrings(std::vector<PString>& out)
 
 int PDataReader::encodeUtf8(const std::vector<unsigned char>& bytes, PString& s)
 {
-    const unsigned int n = (unsigned int)bytes.size();
-    // A terminated copy, so the conversion cannot run past the data.
-    PPtr<char> narrow(new (std::nothrow) char[(unsigned long)n + 1], PTR_ARRAY);
-    if (!narrow)
-        return PRES_NO_MEMORY;
-    if (n > 0)
-        std::memcpy(narrow.getPtr(), bytes.data(), n);
-    narrow[n] = '\0';
-    PPtr<wchar_t> wide(new (std::nothrow) wchar_t[(unsigned long)n + 8](), PTR_ARRAY);
-    if (!wide)
-        return PRES_NO_MEMORY;
-    size_t converted = std::mbstowcs(wide.getPtr(), narrow.getPtr(), n);
-    if (converted == 0 || converted == (size_t)-1)
-        return PDATA_ERR_DECODE;
-    return s.set(wide.getPtr());
+    return bytesToString(bytes.data(), (unsigned int)bytes.size(), s);
 }
 
 // ---------------------------------------------------------------------------
@@ -243,8 +325,7 @@ void PDataWriter::appendPlain(V v)
     U u;
     u.fValue = (decltype(u.fValue))v;
     u.Swap();
-    for (unsigned long i = 0; i < sizeof(u.fBytes); ++i)
-        fData.push_back(u.fBytes[i]);
+    fData.insert(fData.end(), u.fBytes, u.fBytes + sizeof(u.fBytes));
 }
 
 void PDataWriter::appendByte(unsigned char v)
@@ -292,24 +373,29 @@ void PDataWriter::writeData<unsigned int>(unsigned int v)
 template <>
 void PDataWriter::writeDataArray<unsigned char>(const std::vector<unsigned char>& items)
 {
-    // Sized up front and indexed, so writing the writer's own vector is safe.
+    // Sized up front and copied from by index, so that writing the writer's
+    // own vector copies what it held before.
     const unsigned long size = items.size();
     fData.push_back(TAG_BYTE_ARRAY);
     appendPlain<BytesX<unsigned int>>((unsigned int)size);
-    for (unsigned long i = 0; i < size; ++i)
-        fData.push_back(items[i]);
+    appendFrom(fData, items, 0, size);
 }
 
+// The text is converted straight behind its item header, which is taken
+// back off if the conversion fails, so a failure appends nothing.
 int PDataWriter::writeString(const PString& s)
 {
-    std::vector<unsigned char> bytes;
-    if (s.len() > 0) {
-        int res = decodeUtf8(s, bytes);
-        if (res != PRES_OK)
-            return res;
-    }
+    const unsigned long start = fData.size();
     fData.push_back(TAG_STRING);
-    writeDataArray(bytes);
+    fData.push_back(TAG_BYTE_ARRAY);
+    appendPlain<BytesX<unsigned int>>((unsigned int)s.len());
+    if (s.len() > 0) {
+        int res = stringToBytes(s, fData);
+        if (res != PRES_OK) {
+            fData.resize(start);
+            return res;
+        }
+    }
     return PRES_OK;
 }
 
@@ -318,33 +404,23 @@ int PDataWriter::writeStrings(const std::vector<PString>& list)
     fData.push_back(TAG_STRING_LIST);
     appendDword((unsigned int)list.size());
     for (const PString& s : list) {
-        std::vector<unsigned char> bytes;
+        const unsigned long start = fData.size();
+        fData.push_back(TAG_BYTE_ARRAY);
+        appendPlain<BytesX<unsigned int>>((unsigned int)s.len());
         if (s.len() > 0) {
-            int res = decodeUtf8(s, bytes);
-            if (res != PRES_OK)
+            int res = stringToBytes(s, fData);
+            if (res != PRES_OK) {
+                fData.resize(start);
                 return res;
+            }
         }
-        writeDataArray(bytes);
     }
     return PRES_OK;
 }
 
 int PDataWriter::decodeUtf8(const PString& s, std::vector<unsigned char>& out)
 {
-    const unsigned long n = s.len();
-    if (!s.ptr())
-        return PDATA_ERR_ENCODE;
-    PPtr<char> narrow(new (std::nothrow) char[n + 8](), PTR_ARRAY);
-    if (!narrow)
-        return PRES_NO_MEMORY;
-    size_t converted = std::wcstombs(narrow.getPtr(), s.ptr(), n);
-    if (converted == 0 || converted == (size_t)-1)
-        return PDATA_ERR_ENCODE;
-    // Exactly n bytes whatever the conversion produced: multibyte text is cut,
-    // and the zero fill pads text that came out shorter. The format relies on it.
-    for (unsigned long i = 0; i < n; ++i)
-        out.push_back((unsigned char)narrow[i]);
-    return PRES_OK;
+    return stringToBytes(s, out);
 }
 
 void PDataWriter::eraseData()

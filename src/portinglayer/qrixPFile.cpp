@@ -101,6 +101,18 @@ int renameErrnoToResult(int error)
     }
 }
 
+// rename(2) on converted paths; a path that did not convert fails as a null
+// pointer would. Reports the failure and maps errno to a result code.
+int renameNarrow(const PPtr<char>& from, const PPtr<char>& to)
+{
+    if ((from && to ? ::rename(from, to) : failNullPath()) == 0)
+        return PRES_OK;
+    int error = errno;
+    qrix_pl_debug_print("%s: rename(`%s', `%s') failed, errno=%d\n", "rename", printable(from), printable(to),
+                        error);
+    return renameErrnoToResult(error);
+}
+
 bool matchesAttribute(mode_t type, int iAttrib)
 {
     switch (iAttrib) {
@@ -113,6 +125,17 @@ bool matchesAttribute(mode_t type, int iAttrib)
     default:
         return false;
     }
+}
+
+// Writes the decimal digits of v backwards, ending just before `end`, and
+// returns the first.
+wchar_t* decimalDigits(unsigned long long v, wchar_t* end)
+{
+    do {
+        *--end = (wchar_t)(L'0' + v % 10);
+        v /= 10;
+    } while (v != 0);
+    return end;
 }
 
 // Copies the line so far into a buffer LINE_GROWTH characters larger.
@@ -158,7 +181,8 @@ int PFile::popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock)
         return res;
 
     PPtr<char> narrow(path.ascii(), PTR_ARRAY);
-    // O_CLOEXEC closes the window before fcntl for threads that fork meanwhile.
+    // O_CLOEXEC marks the descriptor in the open itself, so no thread that
+    // forks meanwhile inherits it, and no fcntl is left that could fail.
     fHandle = narrow ? ::open(narrow, flags | O_CLOEXEC, 0644) : failNullPath();
     if (fHandle == -1) {
         if (errno == ENOENT)
@@ -167,9 +191,6 @@ int PFile::popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock)
                printable(narrow), errno, strerror(errno));
         return PFILE_ERR_OPEN;
     }
-    if (fcntl(fHandle, F_SETFD, FD_CLOEXEC) == -1)
-        PL_ERR("\n\n[DBGONLY][PFile::popen] Failed fcntl(%d, FD_CLOEXEC) errno: %d %s\n\n",
-               fHandle, errno, strerror(errno));
 
     if (iNoLock == 0 && flock(fHandle, LOCK_EX | LOCK_NB) == -1) {
         if (errno == EWOULDBLOCK) {
@@ -190,27 +211,31 @@ int PFile::popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock)
 
 int PFile::openWriteRename(const PString& target)
 {
-    PString pid;
-    int res = PUtils::uint32ToStr((unsigned int)getpid(), pid);
-    if (res != PRES_OK) {
-        qrix_pl_debug_print("%s: Error converting the current PID, res=%d\n", "popen", res);
-        return res;
-    }
-    PString ticks;
-    res = PUtils::uint64ToStr((unsigned long long)PTime::getTickCount(), ticks);
-    if (res != PRES_OK) {
-        qrix_pl_debug_print("%s: Error converting the current tick count, res=%d\n", "popen", res);
-        return res;
-    }
+    // ".qrix_temp-" + PID + "-" + tick count, the digits those of "%u" and
+    // "%llu", built on the stack and added to the path in one step.
+    static const wchar_t MARK[] = L".qrix_temp-";
+    const unsigned long markLength = sizeof(MARK) / sizeof(MARK[0]) - 1;
+    const unsigned int pid = (unsigned int)getpid();
+    const unsigned long long ticks = (unsigned long long)PTime::getTickCount();
+    wchar_t suffix[markLength + 10 + 1 + 20 + 1];
+    wchar_t* end = suffix + sizeof(suffix) / sizeof(suffix[0]);
+    *--end = L'\0';
+    wchar_t* first = decimalDigits(ticks, end);
+    *--first = L'-';
+    first = decimalDigits(pid, first);
+    first -= markLength;
+    std::wmemcpy(first, MARK, markLength);
 
     // A sibling of the target, so that the final rename stays on one file system.
     PString temporary(target);
-    temporary += L".qrix_temp-";
-    temporary += pid;
-    temporary += L"-";
-    temporary += ticks;
+    if (isEmpty(target) || temporary.len() != target.len() || temporary.cat(first) != PRES_OK) {
+        // Only memory can run out here: reported as for the PID's conversion,
+        // the first step of the name that needs memory.
+        qrix_pl_debug_print("%s: Error converting the current PID, res=%d\n", "popen", PRES_NO_MEMORY);
+        return PRES_NO_MEMORY;
+    }
 
-    res = popen(temporary, PFILE_WRITE | PFILE_TRUNCATE | PFILE_CREATE, 0);
+    int res = popen(temporary, PFILE_WRITE | PFILE_TRUNCATE | PFILE_CREATE, 0);
     if (res != PRES_OK) {
         qrix_pl_debug_print("%s: Error opening temporary file `%ls', res=%d\n", "popen",
                             PL_WSTR(temporary), res);
@@ -250,7 +275,12 @@ int PFile::pclose()
 
 int PFile::renameIntoPlace()
 {
-    int res = rename(fTempName, fName);
+    // Both names were fixed when stored, so unless something put a '\\' into
+    // them since, they go to the system as they are, without the copies.
+    const bool fixed = !std::wcschr(fTempName.ptr(), L'\\') && !std::wcschr(fName.ptr(), L'\\');
+    int res = fixed ? renameNarrow(PPtr<char>(PLiteral::pwchar2pchar(fTempName.ptr(), PSTR_ALL), PTR_ARRAY),
+                                   PPtr<char>(PLiteral::pwchar2pchar(fName.ptr(), PSTR_ALL), PTR_ARRAY))
+                    : rename(fTempName, fName);
     if (res != PRES_OK) {
         qrix_pl_debug_print("%s: Error renaming the file, res=%d\n", "pclose", res);
         return PRES_FAILED;
@@ -397,15 +427,7 @@ int PFile::rename(const PLiteral& from, const PLiteral& to)
 {
     if (isEmpty(from) || isEmpty(to))
         return PRES_INVALID_ARG;
-    PPtr<char> narrowFrom = narrowPath(from);
-    PPtr<char> narrowTo = narrowPath(to);
-    int res = narrowFrom && narrowTo ? ::rename(narrowFrom, narrowTo) : failNullPath();
-    if (res == 0)
-        return PRES_OK;
-    int error = errno;
-    qrix_pl_debug_print("%s: rename(`%s', `%s') failed, errno=%d\n", "rename",
-                        printable(narrowFrom), printable(narrowTo), error);
-    return renameErrnoToResult(error);
+    return renameNarrow(narrowPath(from), narrowPath(to));
 }
 
 int PFile::pdelete(const PLiteral& iPath)

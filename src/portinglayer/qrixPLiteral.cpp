@@ -70,6 +70,21 @@ int PLiteral::str(const PLiteral& sub, unsigned long& pos, bool reverse, bool ig
     if (sub.fLen == 0 || !sub.fPtr || sub.fLen > fLen)
         return PRES_NOT_FOUND;
 
+    if (!reverse && !ignoreCase) {
+        // Candidates by their first character, compared whole only there: the
+        // library's wide memory search skips the rest many characters at a time.
+        const wchar_t* next = fPtr;
+        const wchar_t* const end = fPtr + (fLen - sub.fLen) + 1;
+        while ((next = std::wmemchr(next, sub.fPtr[0], (size_t)(end - next))) != nullptr) {
+            if (std::wmemcmp(next + 1, sub.fPtr + 1, sub.fLen - 1) == 0) {
+                pos = (unsigned long)(next - fPtr);
+                return PRES_OK;
+            }
+            if (++next == end)
+                break;
+        }
+        return PRES_NOT_FOUND;
+    }
     if (!reverse) {
         for (unsigned long start = 0; start + sub.fLen <= fLen; ++start) {
             if (matchesAt(fPtr + start, sub.fPtr, sub.fLen, ignoreCase)) {

@@ -7,6 +7,17 @@
 #include "qrixDiag.h"
 #include "qrixPlatform.h"
 
+// Called straight through the GOT rather than through a PLT stub: a lock is
+// little more than these calls, so the extra jump would show.
+#if defined(__has_attribute)
+#if __has_attribute(noplt)
+extern "C" {
+int pthread_mutex_lock(pthread_mutex_t* mutex) __attribute__((noplt));
+int pthread_mutex_unlock(pthread_mutex_t* mutex) __attribute__((noplt));
+}
+#endif
+#endif
+
 PMutex::PMutex() : fNamed(false), fName(nullptr), fMutex(nullptr), fSem(SEM_FAILED) {}
 
 PMutex::PMutex(const PLiteral& name) : fNamed(true), fName(name.ascii()), fMutex(nullptr), fSem(SEM_FAILED) {}
@@ -61,28 +72,24 @@ int PMutex::initUnnamed()
     return PRES_OK;
 }
 
+// Only an unnamed mutex ever holds a pthread mutex, so a set pointer alone
+// selects the common case with one load and one branch.
 int PMutex::lock()
 {
-    if (fNamed) {
-        if (fSem == SEM_FAILED)
-            return PMUTEX_ERR_NOT_INIT;
-        return sem_wait(fSem) == 0 ? PRES_OK : PMUTEX_ERR_LOCK;
-    }
-    if (!fMutex)
+    if (fMutex)
+        return pthread_mutex_lock(fMutex) == 0 ? PRES_OK : PMUTEX_ERR_LOCK;
+    if (!fNamed || fSem == SEM_FAILED)
         return PMUTEX_ERR_NOT_INIT;
-    return pthread_mutex_lock(fMutex) == 0 ? PRES_OK : PMUTEX_ERR_LOCK;
+    return sem_wait(fSem) == 0 ? PRES_OK : PMUTEX_ERR_LOCK;
 }
 
 int PMutex::unlock()
 {
-    if (fNamed) {
-        if (fSem == SEM_FAILED)
-            return PMUTEX_ERR_NOT_INIT;
-        return sem_post(fSem) == 0 ? PRES_OK : PMUTEX_ERR_UNLOCK;
-    }
-    if (!fMutex)
+    if (fMutex)
+        return pthread_mutex_unlock(fMutex) == 0 ? PRES_OK : PMUTEX_ERR_UNLOCK;
+    if (!fNamed || fSem == SEM_FAILED)
         return PMUTEX_ERR_NOT_INIT;
-    return pthread_mutex_unlock(fMutex) == 0 ? PRES_OK : PMUTEX_ERR_UNLOCK;
+    return sem_post(fSem) == 0 ? PRES_OK : PMUTEX_ERR_UNLOCK;
 }
 
 int PMutex::close()

@@ -20,6 +20,11 @@ public:
 
 _EndiannessInitHelper endiannessInit;
 
+long long epochMillis(const timeval& now)
+{
+    return (long long)now.tv_sec * 1000 + now.tv_usec / 1000;
+}
+
 } // namespace
 
 int getEndianness()
@@ -46,15 +51,17 @@ int PTime::getTime(PTime& t)
     t.year = local.tm_year + 1900;
     t.weekDay = local.tm_wday;
     t.yearDay = local.tm_yday;
-    t.timestamp = (long long)now.tv_sec * 1000 + now.tv_usec / 1000;
+    t.timestamp = epochMillis(now);
     return PRES_OK;
 }
 
+// The timestamp of getTime needs no broken-down local time: skipping the
+// time-zone work keeps write-rename opens, which name files by it, cheap.
 long long PTime::getTickCount()
 {
-    PTime t;
-    getTime(t);
-    return t.timestamp;
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    return epochMillis(now);
 }
 
 long long PTime::getTickCountDiff(long long start, long long end)

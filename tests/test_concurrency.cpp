@@ -2,21 +2,8 @@
 // test shares plain data only under the object it tests, so that a broken
 // exclusion shows as a wrong count here and as a race under ThreadSanitizer.
 #include <semaphore.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <atomic>
-#include <cstdio>
 #include <deque>
-#include <functional>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
-
 #include "testSupport.h"
 
 namespace {

@@ -1,12 +1,4 @@
 // Diagnostics: the PL_DEBUG gate, the level tag and the ungated shapes.
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <string>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
 
 #include "qrixDiag.h"
 #include "testSupport.h"

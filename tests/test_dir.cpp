@@ -1,13 +1,5 @@
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <set>
-
-#include <gtest/gtest.h>
-
-#include "qrixPDir.h"
-#include "qrixPFile.h"
 #include "testSupport.h"
 
 namespace {

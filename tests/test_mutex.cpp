@@ -1,17 +1,5 @@
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <atomic>
 #include <cerrno>
-#include <cstdio>
-#include <string>
-#include <thread>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
-
 #include "testSupport.h"
 
 namespace {

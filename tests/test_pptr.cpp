@@ -1,8 +1,5 @@
 // PPtr: holders share one count; the kind decides how, and whether, the pointee goes.
-#include <string>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
+#include "testSupport.h"
 
 namespace {
 

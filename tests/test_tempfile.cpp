@@ -1,8 +1,4 @@
 #include <ctime>
-
-#include <gtest/gtest.h>
-
-#include "qrixPTempFile.h"
 #include "testSupport.h"
 
 namespace {

@@ -1,6 +1,7 @@
 #include "testSupport.h"
 
 #include <ftw.h>
+#include <semaphore.h>
 
 #include <clocale>
 #include <cstdlib>
@@ -91,6 +92,13 @@ int countOccurrences(const std::string& text, const std::string& needle)
         ++count;
     return count;
 }
+
+SemName::SemName(char tag, const std::string& tail)
+    : name("/qx" + std::string(1, tag) + std::to_string(1000000000 + getpid()).substr(1) + tail) {}
+
+SemName::~SemName() { sem_unlink(name.c_str()); }
+
+bool SemName::exists() const { return pathExists("/dev/shm/sem." + name.substr(1)); }
 
 PString widen(const std::string& s) { return PString(std::wstring(s.begin(), s.end()).c_str()); }
 

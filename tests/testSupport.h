@@ -77,6 +77,16 @@ std::string readFile(const std::string& path);
 bool pathExists(const std::string& path);
 int countOccurrences(const std::string& text, const std::string& needle);
 
+// A POSIX semaphore name: 13 characters unique per program and tag, then
+// `tail`; unlinked at the end even when a test fails half-way.
+struct SemName {
+    std::string name;
+    explicit SemName(char tag, const std::string& tail = "");
+    ~SemName();
+    PString wide() const { return PString(name.c_str()); }
+    bool exists() const;
+};
+
 // Wide copy of ASCII text, and the narrow copy of a wide one.
 PString widen(const std::string& s);
 std::string narrowed(const PLiteral& s);

@@ -32,7 +32,6 @@ public:
     CapturedStderr();
     ~CapturedStderr() { text(); }
     std::string text();
-
 private:
     int fSavedFd = -1;
     std::string fPath, fText;
@@ -44,7 +43,6 @@ class ScopedEnv {
 public:
     ScopedEnv(const char* name, const char* value);
     ~ScopedEnv();
-
 private:
     std::string fName, fOld;
     bool fHadOld = false;
@@ -55,7 +53,6 @@ class ScopedUtf8Locale {
 public:
     explicit ScopedUtf8Locale(const char* locale = "C.UTF-8");
     ~ScopedUtf8Locale();
-
 private:
     std::string fOld;
 };
@@ -67,7 +64,6 @@ public:
     ~TempDir();
     const std::string& path() const { return fPath; }
     std::string file(const std::string& name) const { return fPath + "/" + name; }
-
 private:
     std::string fPath;
 };

@@ -3,7 +3,6 @@
 #include "testSupport.h"
 
 namespace {
-
 // The listing idiom: preaddir once, then ++ while the object compares equal to 0.
 std::set<std::string> listAll(PDir& dir)
 {
@@ -23,7 +22,6 @@ void makeTree(const std::string& root, std::initializer_list<std::string> entrie
 
 // Not representable in the C locale the tests run in.
 const char* const kUnconvertible = "\xe9";
-
 } // namespace
 
 TEST(PDir, ListingAndItsStates)

@@ -13,7 +13,6 @@
 #include "testSupport.h"
 
 namespace {
-
 // What the child was given before: repeated getNextToken, each token narrowed.
 std::vector<std::string> tokenizerArgs(const PString& line)
 {
@@ -62,7 +61,6 @@ struct Reaper {
     pid_t pid = 0;
     ~Reaper() { pid > 0 && kill(pid, SIGKILL) == 0 && waitpid(pid, nullptr, 0); }
 };
-
 } // namespace
 
 TEST(ArgumentVector, SplitsAndConvertsAsTheTokenizerDoes)

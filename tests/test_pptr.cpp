@@ -2,7 +2,6 @@
 #include "testSupport.h"
 
 namespace {
-
 std::string gDestroyed; // ids of destroyed Tracked objects, in order
 
 struct Base { virtual ~Base() = default; };
@@ -12,7 +11,6 @@ struct Tracked : Base {
     Tracked(char c = '?') : id(c) {}
     ~Tracked() override { gDestroyed += id; }
 };
-
 } // namespace
 
 TEST(PPtr, HoldersShareOneCountTheKindDecidesTheFree)

@@ -7,8 +7,7 @@
 #include "testSupport.h"
 
 namespace {
-// A view whose length is set independently of its text.
-struct View : PLiteral {
+struct View : PLiteral { // a length independent of the text
     View(const wchar_t* p, unsigned long n) { fPtr = p, fLen = n; }
 };
 
@@ -34,31 +33,25 @@ std::pair<int, T> parsed(F parse, const wchar_t* text, T before)
 // Each refusal must leave the last good value in place.
 TEST(PUtilsConvert, TextToNumbersAtTheirLimits)
 {
-    using P32 = std::pair<int, int>;
-    EXPECT_EQ(parsed(PUtils::strToInt32, L" 42", 9), P32(PRES_OK, 42));
-    EXPECT_EQ(parsed(PUtils::strToInt32, L"-12abc", 9), P32(PRES_OK, -12));
+    EXPECT_EQ(parsed(PUtils::strToInt32, L" 42", 9), std::make_pair(PRES_OK, 42));
+    EXPECT_EQ(parsed(PUtils::strToInt32, L"-12abc", 9), std::make_pair(PRES_OK, -12));
     for (const wchar_t* bad : {L"", L"x1", L" "})
-        EXPECT_EQ(parsed(PUtils::strToInt32, bad, 9), P32(PRES_BAD_FORMAT, 9)) << bad;
-    using PU = std::pair<int, unsigned int>;
-    EXPECT_EQ(parsed(PUtils::strToUint32, L"4294967295", 9u), PU(PRES_OK, UINT32_MAX));
-    EXPECT_EQ(parsed(PUtils::strToUint32, L"x", 9u), PU(PRES_BAD_FORMAT, 9u));
-    using P64 = std::pair<int, long long>;
-    EXPECT_EQ(parsed(PUtils::strToInt64, L"-9223372036854775808", 9LL), P64(PRES_OK, INT64_MIN));
-    EXPECT_EQ(parsed(PUtils::strToInt64, L"9223372036854775807", 9LL), P64(PRES_OK, INT64_MAX));
-    EXPECT_EQ(parsed(PUtils::strToInt64, L"", 9LL), P64(PRES_BAD_FORMAT, 9));
-    using PU64 = std::pair<int, unsigned long long>;
-    EXPECT_EQ(parsed(PUtils::strToUint64, L"18446744073709551615", 9ULL), PU64(PRES_OK, UINT64_MAX));
-    EXPECT_EQ(parsed(PUtils::strToUint64, L"-", 9ULL), PU64(PRES_BAD_FORMAT, 9));
-    using PB = std::pair<int, bool>;
-    EXPECT_EQ(parsed(PUtils::strToBool, L"true", false), PB(PRES_OK, true));
-    EXPECT_EQ(parsed(PUtils::strToBool, L"false", true), PB(PRES_OK, false));
+        EXPECT_EQ(parsed(PUtils::strToInt32, bad, 9), std::make_pair(PRES_BAD_FORMAT, 9)) << bad;
+    EXPECT_EQ(parsed(PUtils::strToUint32, L"4294967295", 9u), std::make_pair(PRES_OK, UINT32_MAX));
+    EXPECT_EQ(parsed(PUtils::strToUint32, L"x", 9u), std::make_pair(PRES_BAD_FORMAT, 9u));
+    EXPECT_EQ(parsed(PUtils::strToInt64, L"-9223372036854775808", 9LL), std::make_pair(PRES_OK, LLONG_MIN));
+    EXPECT_EQ(parsed(PUtils::strToInt64, L"9223372036854775807", 9LL), std::make_pair(PRES_OK, LLONG_MAX));
+    EXPECT_EQ(parsed(PUtils::strToInt64, L"", 9LL), std::make_pair(PRES_BAD_FORMAT, 9LL));
+    EXPECT_EQ(parsed(PUtils::strToUint64, L"18446744073709551615", 9ULL), std::make_pair(PRES_OK, ULLONG_MAX));
+    EXPECT_EQ(parsed(PUtils::strToUint64, L"-", 9ULL), std::make_pair(PRES_BAD_FORMAT, 9ULL));
+    EXPECT_EQ(parsed(PUtils::strToBool, L"true", false), std::make_pair(PRES_OK, true));
+    EXPECT_EQ(parsed(PUtils::strToBool, L"false", true), std::make_pair(PRES_OK, false));
     for (const wchar_t* bad : {L"TRUE", L"true ", L""})
-        EXPECT_EQ(parsed(PUtils::strToBool, bad, true), PB(PRES_BAD_FORMAT, true)) << bad;
-    using PC = std::pair<int, char>;
-    EXPECT_EQ(parsed(PUtils::hexToByte, L"f", 'q'), PC(PRES_OK, 15));
-    EXPECT_EQ(parsed(PUtils::hexToByte, L"FF", 'q'), PC(PRES_OK, (char)0xFF));
+        EXPECT_EQ(parsed(PUtils::strToBool, bad, true), std::make_pair(PRES_BAD_FORMAT, true)) << bad;
+    EXPECT_EQ(parsed(PUtils::hexToByte, L"f", 'q'), std::make_pair(PRES_OK, (char)15));
+    EXPECT_EQ(parsed(PUtils::hexToByte, L"FF", 'q'), std::make_pair(PRES_OK, (char)0xFF));
     for (const wchar_t* bad : {L"1ff", L"", L"g"})
-        EXPECT_EQ(parsed(PUtils::hexToByte, bad, 'q'), PC(PRES_BAD_FORMAT, 'q')) << bad;
+        EXPECT_EQ(parsed(PUtils::hexToByte, bad, 'q'), std::make_pair(PRES_BAD_FORMAT, 'q')) << bad;
     const std::pair<wchar_t, int> digits[] = {{L'0', 0}, {L'9', 9}, {L'A', 10}, {L'F', 15},
                                               {L'a', 10}, {L'f', 15}, {L'g', -1}, {L'G', -1}, {L'/', -1}};
     for (const auto& d : digits) {

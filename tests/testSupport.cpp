@@ -1,17 +1,14 @@
 #include "testSupport.h"
 
-#include <fcntl.h>
 #include <ftw.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <semaphore.h>
 
 #include <clocale>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 
-CapturedStderr::CapturedStderr() : fSavedFd(-1), fDone(false)
+CapturedStderr::CapturedStderr()
 {
     char name[] = "/tmp/qrix-stderr-XXXXXX";
     int fd = mkstemp(name);
@@ -20,11 +17,6 @@ CapturedStderr::CapturedStderr() : fSavedFd(-1), fDone(false)
     fSavedFd = dup(2);
     dup2(fd, 2);
     close(fd);
-}
-
-CapturedStderr::~CapturedStderr()
-{
-    text();
 }
 
 std::string CapturedStderr::text()
@@ -40,44 +32,26 @@ std::string CapturedStderr::text()
     return fText;
 }
 
-ScopedEnv::ScopedEnv(const char* name, const char* value) : fName(name), fHadOld(false)
+ScopedEnv::ScopedEnv(const char* name, const char* value) : fName(name)
 {
-    if (const char* old = std::getenv(name)) {
-        fOld = old;
-        fHadOld = true;
-    }
-    if (value)
-        setenv(name, value, 1);
-    else
-        unsetenv(name);
+    if (const char* old = std::getenv(name))
+        fOld = old, fHadOld = true;
+    value ? setenv(name, value, 1) : unsetenv(name);
 }
 
 ScopedEnv::~ScopedEnv()
 {
-    if (fHadOld)
-        setenv(fName.c_str(), fOld.c_str(), 1);
-    else
-        unsetenv(fName.c_str());
+    fHadOld ? setenv(fName.c_str(), fOld.c_str(), 1) : unsetenv(fName.c_str());
 }
 
-ScopedUtf8Locale::ScopedUtf8Locale()
+ScopedUtf8Locale::ScopedUtf8Locale(const char* locale)
 {
     const char* old = std::setlocale(LC_CTYPE, nullptr);
     fOld = old ? old : "C";
-    std::setlocale(LC_CTYPE, "C.UTF-8");
+    std::setlocale(LC_CTYPE, locale);
 }
 
-ScopedUtf8Locale::~ScopedUtf8Locale()
-{
-    std::setlocale(LC_CTYPE, fOld.c_str());
-}
-
-namespace {
-int removeEntry(const char* path, const struct stat*, int, struct FTW*)
-{
-    return remove(path);
-}
-} // namespace
+ScopedUtf8Locale::~ScopedUtf8Locale() { std::setlocale(LC_CTYPE, fOld.c_str()); }
 
 TempDir::TempDir()
 {
@@ -88,21 +62,20 @@ TempDir::TempDir()
 
 TempDir::~TempDir()
 {
+    auto removeEntry = [](const char* path, const struct stat*, int, struct FTW*) { return remove(path); };
     if (!fPath.empty())
         nftw(fPath.c_str(), removeEntry, 16, FTW_DEPTH | FTW_PHYS);
 }
 
 void writeFile(const std::string& path, const std::string& content)
 {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << content;
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
 }
 
 std::string readFile(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
     std::ostringstream text;
-    text << in.rdbuf();
+    text << std::ifstream(path, std::ios::binary).rdbuf();
     return text.str();
 }
 
@@ -120,15 +93,16 @@ int countOccurrences(const std::string& text, const std::string& needle)
     return count;
 }
 
-PString widen(const std::string& s)
-{
-    return PString(std::wstring(s.begin(), s.end()).c_str());
-}
+SemName::SemName(char tag, const std::string& tail)
+    : name("/qx" + std::string(1, tag) + std::to_string(1000000000 + getpid()).substr(1) + tail) {}
 
-std::string narrowed(const PLiteral& s)
-{
-    return s.ptr() ? std::string(s.ptr(), s.ptr() + s.len()) : std::string();
-}
+SemName::~SemName() { sem_unlink(name.c_str()); }
+
+bool SemName::exists() const { return pathExists("/dev/shm/sem." + name.substr(1)); }
+
+PString widen(const std::string& s) { return PString(std::wstring(s.begin(), s.end()).c_str()); }
+
+std::string narrowed(const PLiteral& s) { return s.ptr() ? std::string(s.ptr(), s.ptr() + s.len()) : std::string(); }
 
 std::string stderrOf(const std::function<void()>& action)
 {
@@ -149,4 +123,17 @@ std::string stderrOf(const std::function<void()>& action)
         return ::testing::AssertionSuccess();
     return ::testing::AssertionFailure() << "'" << line << "' printed " << found[0] << " times at PL_DEBUG=" << level
                                          << " and " << found[1] << " times one below";
+}
+
+static pid_t gTestProgramPid = 0;
+
+// Forked children leave through exit() with the parent's heap still mapped;
+// the leak check belongs to the test program itself, not to its children.
+extern "C" int __lsan_is_turned_off() { return gTestProgramPid != 0 && getpid() != gTestProgramPid; }
+
+int main(int argc, char** argv)
+{
+    gTestProgramPid = getpid();
+    ::testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
 }

@@ -1,14 +1,22 @@
 // Shared fixtures of the test programs: captured stderr, scoped environment
-// and locale, and a private temporary directory per test.
+// and locale, a private temporary directory per test, message-level checks.
 #ifndef QRIX_TEST_SUPPORT_H
 #define QRIX_TEST_SUPPORT_H
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
 #include <functional>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
-
-#include "qrixPString.h"
+#include <qrixPortingLayer.h>
 
 // Some failure paths need a deliberate misuse of the POSIX calls (unlocking
 // what nobody holds, joining oneself), which ThreadSanitizer reports.
@@ -18,19 +26,16 @@ constexpr bool kThreadSanitizer = true;
 constexpr bool kThreadSanitizer = false;
 #endif
 
-// Redirects file descriptor 2 into a file until text() or destruction.
+// Redirects file descriptor 2 into a file until text() (once) or destruction.
 class CapturedStderr {
 public:
     CapturedStderr();
-    ~CapturedStderr();
-    // Stops capturing (once) and returns everything written meanwhile.
+    ~CapturedStderr() { text(); }
     std::string text();
-
 private:
-    int fSavedFd;
-    std::string fPath;
-    std::string fText;
-    bool fDone;
+    int fSavedFd = -1;
+    std::string fPath, fText;
+    bool fDone = false;
 };
 
 // Sets (or, with a null value, unsets) a variable and restores it afterwards.
@@ -38,19 +43,16 @@ class ScopedEnv {
 public:
     ScopedEnv(const char* name, const char* value);
     ~ScopedEnv();
-
 private:
-    std::string fName;
-    std::string fOld;
-    bool fHadOld;
+    std::string fName, fOld;
+    bool fHadOld = false;
 };
 
-// Runs the scope under LC_CTYPE C.UTF-8.
+// Runs the scope under LC_CTYPE `locale`.
 class ScopedUtf8Locale {
 public:
-    ScopedUtf8Locale();
+    explicit ScopedUtf8Locale(const char* locale = "C.UTF-8");
     ~ScopedUtf8Locale();
-
 private:
     std::string fOld;
 };
@@ -62,22 +64,29 @@ public:
     ~TempDir();
     const std::string& path() const { return fPath; }
     std::string file(const std::string& name) const { return fPath + "/" + name; }
-
 private:
     std::string fPath;
 };
 
-// Small file helpers for tests.
 void writeFile(const std::string& path, const std::string& content);
 std::string readFile(const std::string& path);
 bool pathExists(const std::string& path);
 int countOccurrences(const std::string& text, const std::string& needle);
 
+// A POSIX semaphore name: 13 characters unique per program and tag, then
+// `tail`; unlinked at the end even when a test fails half-way.
+struct SemName {
+    std::string name;
+    explicit SemName(char tag, const std::string& tail = "");
+    ~SemName();
+    PString wide() const { return PString(name.c_str()); }
+    bool exists() const;
+};
+
 // Wide copy of ASCII text, and the narrow copy of a wide one.
 PString widen(const std::string& s);
 std::string narrowed(const PLiteral& s);
 
-// Everything `action` writes to stderr.
 std::string stderrOf(const std::function<void()>& action);
 
 // A level-tagged message: `count` copies of `line` print with PL_DEBUG at

@@ -1,36 +1,12 @@
 // The synchronisation objects and process starts under real contention. Each
 // test shares plain data only under the object it tests, so that a broken
 // exclusion shows as a wrong count here and as a race under ThreadSanitizer.
-#include <semaphore.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <atomic>
-#include <cstdio>
 #include <deque>
-#include <functional>
-#include <string>
-#include <thread>
-#include <vector>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
-
 #include "testSupport.h"
 
 namespace {
-
 const int THREADS = 4;
-
-// 13 characters, unique per test run, and gone after the test even when it
-// fails half-way; names for sem_open start with '/'.
-struct UniqueName {
-    std::string name;
-    explicit UniqueName(char tag) : name("/qc" + std::string(1, tag) + std::to_string(1000000000 + getpid()).substr(1)) {}
-    ~UniqueName() { sem_unlink(name.c_str()); }
-    PString wide() const { return PString(name.c_str()); }
-};
 
 void runThreads(int count, const std::function<void(int)>& body)
 {
@@ -40,37 +16,32 @@ void runThreads(int count, const std::function<void(int)>& body)
     for (std::thread& t : threads)
         t.join();
 }
-
 } // namespace
 
 // The unnamed mutex is taken twice per round (it is recursive); the named
 // one, a semaphore underneath, once.
 TEST(Contention, MutexKeepsEveryThreadOutWhileHeld)
 {
-    const UniqueName name('m');
-    struct Case {
-        PMutex* mutex;
-        int depth;
-    };
+    const SemName name('m');
     PMutex unnamed, named(name.wide());
-    for (const Case& c : {Case{&unnamed, 2}, Case{&named, 1}}) {
-        ASSERT_EQ(c.mutex->init(true), PRES_OK);
+    for (const auto& c : {std::make_pair(&unnamed, 2), {&named, 1}}) {
+        ASSERT_EQ(c.first->init(true), PRES_OK);
         const int rounds = 2000;
         long shared = 0; // only touched under the mutex
         std::atomic<int> inside{0}, overlaps{0}, failures{0};
         runThreads(THREADS, [&](int) {
             for (int r = 0; r < rounds; ++r) {
-                for (int d = 0; d < c.depth; ++d)
-                    failures += c.mutex->lock() != PRES_OK;
+                for (int d = 0; d < c.second; ++d)
+                    failures += c.first->lock() != PRES_OK;
                 overlaps += ++inside != 1;
                 ++shared;
                 --inside;
-                for (int d = 0; d < c.depth; ++d)
-                    failures += c.mutex->unlock() != PRES_OK;
+                for (int d = 0; d < c.second; ++d)
+                    failures += c.first->unlock() != PRES_OK;
             }
         });
-        EXPECT_TRUE(shared == THREADS * rounds && overlaps == 0 && failures == 0) << c.depth;
-        EXPECT_EQ(c.mutex->close(), PRES_OK);
+        EXPECT_TRUE(shared == THREADS * rounds && overlaps == 0 && failures == 0) << c.second;
+        EXPECT_EQ(c.first->close(), PRES_OK);
     }
 }
 
@@ -84,49 +55,34 @@ TEST(Contention, ProducersAndConsumersShareOneConditionVariable)
     PConditionalVar changed;
     ASSERT_TRUE(mutex.init() == PRES_OK && changed.init() == PRES_OK);
     const int perProducer = 500, capacity = 1;
-    std::deque<int> queue;                                // under the mutex
-    std::vector<int> seen(THREADS * perProducer, 0);       // under the mutex
-    int producersLeft = THREADS;                           // under the mutex
+    std::deque<int> queue; // these three under the mutex
+    std::vector<int> seen(THREADS * perProducer, 0);
+    int producersLeft = THREADS;
     std::atomic<int> failures{0};
-
     // After the first failure every thread gives up at its next wake-up.
     auto waitFor = [&](const std::function<bool()>& ready) {
         while (!ready() && failures == 0)
             failures += changed.wait(&mutex, 5000) != PRES_OK;
         return ready();
     };
-    std::vector<std::thread> threads;
-    for (int p = 0; p < THREADS; ++p)
-        threads.emplace_back([&, p] {
-            for (int i = 0; i < perProducer; ++i) {
-                mutex.lock();
-                if (!waitFor([&] { return (int)queue.size() < capacity; })) {
-                    mutex.unlock();
-                    break;
-                }
-                queue.push_back(p * perProducer + i);
-                failures += changed.notifyAll() != PRES_OK;
-                mutex.unlock();
-            }
-            mutex.lock();
-            --producersLeft;
-            changed.notifyAll();
-            mutex.unlock();
-        });
-    for (int c = 0; c < THREADS; ++c)
-        threads.emplace_back([&] {
-            mutex.lock();
-            for (;;) {
-                if (!waitFor([&] { return !queue.empty() || producersLeft == 0; }) || queue.empty())
-                    break;
-                ++seen[queue.front()];
-                queue.pop_front();
-                failures += changed.notifyAll() != PRES_OK;
-            }
-            mutex.unlock();
-        });
-    for (std::thread& t : threads)
-        t.join();
+    // Threads below THREADS produce, the others consume.
+    runThreads(2 * THREADS, [&](int t) {
+        mutex.lock();
+        for (int i = 0; t < THREADS && i < perProducer; ++i) {
+            if (!waitFor([&] { return (int)queue.size() < capacity; }))
+                break;
+            queue.push_back(t * perProducer + i);
+            failures += changed.notifyAll() != PRES_OK;
+        }
+        if (t < THREADS)
+            --producersLeft, changed.notifyAll();
+        while (t >= THREADS && waitFor([&] { return !queue.empty() || producersLeft == 0; }) && !queue.empty()) {
+            ++seen[queue.front()];
+            queue.pop_front();
+            failures += changed.notifyAll() != PRES_OK;
+        }
+        mutex.unlock();
+    });
     EXPECT_EQ(failures, 0);
     EXPECT_EQ(std::count(seen.begin(), seen.end(), 1), (long)seen.size()) << "an item was lost or taken twice";
     EXPECT_TRUE(changed.close() == PRES_OK && mutex.close() == PRES_OK);
@@ -137,7 +93,7 @@ TEST(Contention, ProducersAndConsumersShareOneConditionVariable)
 // are still blocked after the posts are released by extra posts and counted.
 TEST(Contention, SemaphorePostsAndWaitsBalanceAcrossThreads)
 {
-    const UniqueName name('s');
+    const SemName name('s');
     PSemaphore unnamed, named(name.wide());
     for (PSemaphore* sem : {&unnamed, &named}) {
         ASSERT_EQ(sem->init(0, true), PRES_OK);
@@ -152,12 +108,9 @@ TEST(Contention, SemaphorePostsAndWaitsBalanceAcrossThreads)
             threads.emplace_back([&, i] {
                 for (int k = 0; k < perThread; ++k) {
                     // Half the waiters poll, half block.
-                    if (i % 2 == 0) {
-                        while (sem->trywait() != PRES_OK)
-                            std::this_thread::yield();
-                    } else {
-                        failures += sem->wait() != PRES_OK;
-                    }
+                    while (i % 2 == 0 && sem->trywait() != PRES_OK)
+                        std::this_thread::yield();
+                    failures += i % 2 == 1 && sem->wait() != PRES_OK;
                     ++taken;
                 }
                 ++waitersDone;
@@ -193,10 +146,9 @@ TEST(Contention, ProcessesStartFromSeveralThreadsAtOnce)
             std::this_thread::yield();
         for (int k = 0; k < perThread; ++k) {
             const int code = 10 + t * perThread + k;
-            PProcess child(PString(script.c_str()), PString(std::to_string(code).c_str()));
+            PProcess child(widen(script), widen(std::to_string(code)));
             int exitCode = -1;
-            failures += child.start() != PRES_OK;
-            failures += child.waitExitCode(exitCode) != PRES_OK || exitCode != code;
+            failures += child.start() != PRES_OK || child.waitExitCode(exitCode) != PRES_OK || exitCode != code;
         }
     });
     EXPECT_EQ(failures, 0);

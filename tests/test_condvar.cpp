@@ -1,15 +1,5 @@
-#include <unistd.h>
-
-#include <atomic>
 #include <chrono>
 #include <climits>
-#include <cstdio>
-#include <thread>
-#include <vector>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
-
 #include "testSupport.h"
 
 TEST(PConditionalVarTest, CodesFollowTheLifecycleAndTheOrderOfChecks)

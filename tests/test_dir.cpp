@@ -1,17 +1,8 @@
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <set>
-
-#include <gtest/gtest.h>
-
-#include "qrixPDir.h"
-#include "qrixPFile.h"
 #include "testSupport.h"
 
 namespace {
-
 // The listing idiom: preaddir once, then ++ while the object compares equal to 0.
 std::set<std::string> listAll(PDir& dir)
 {
@@ -31,7 +22,6 @@ void makeTree(const std::string& root, std::initializer_list<std::string> entrie
 
 // Not representable in the C locale the tests run in.
 const char* const kUnconvertible = "\xe9";
-
 } // namespace
 
 TEST(PDir, ListingAndItsStates)

@@ -1,12 +1,7 @@
 // PLibrary: real system libraries, the program itself, refusals, keeping a
 // library loaded, and the name rule.
-#include <unistd.h>
 
 #include <cmath>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
-
 #include "testSupport.h"
 
 // What deleting the object prints when every level-tagged line is shown.

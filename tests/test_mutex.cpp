@@ -1,34 +1,8 @@
-#include <fcntl.h>
 #include <poll.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <atomic>
 #include <cerrno>
-#include <cstdio>
-#include <string>
-#include <thread>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
-
 #include "testSupport.h"
 
 namespace {
-// 13 characters, unique per test run; names for sem_open start with '/'.
-std::string uniqueName(char tag)
-{
-    return "/qx" + std::string(1, tag) + std::to_string(1000000000 + getpid()).substr(1);
-}
-
-// Leaves no name behind when a test fails half-way.
-struct NameGuard {
-    std::string name;
-    PString wide() const { return PString(name.c_str()); }
-    bool exists() const { return pathExists("/dev/shm/sem." + name.substr(1)); }
-    ~NameGuard() { sem_unlink(name.c_str()); }
-};
-
 struct Pipe {
     int fd[2];
     Pipe() { EXPECT_EQ(pipe2(fd, O_CLOEXEC), 0); }
@@ -46,7 +20,7 @@ struct Pipe {
 
 TEST(SyncTest, CodesFollowTheLifecycle)
 {
-    NameGuard guard{uniqueName('a')};
+    SemName guard('a');
     PMutex plain, named(guard.wide()), same(guard.wide());
     for (PMutex* m : {&plain, &named}) {
         EXPECT_TRUE(m->lock() == PMUTEX_ERR_NOT_INIT && m->close() == PMUTEX_ERR_NOT_INIT);
@@ -62,7 +36,7 @@ TEST(SyncTest, CodesFollowTheLifecycle)
     EXPECT_TRUE(kThreadSanitizer || (plain.unlock() == PMUTEX_ERR_UNLOCK && plain.lock() == PRES_OK &&
                                      plain.close() == PMUTEX_ERR_CLOSE && plain.lock() == PMUTEX_ERR_NOT_INIT));
 
-    PSemaphore sem, namedSem(PString(uniqueName('e').c_str()));
+    PSemaphore sem, namedSem(SemName('e').wide());
     int value = -1;
     for (int res : {sem.post(), sem.wait(), sem.wait(10), sem.trywait(), sem.getValue(value), sem.close()})
         EXPECT_EQ(res, PSEM_ERR_NOT_INIT);
@@ -116,7 +90,7 @@ TEST(SyncTest, RecursiveLockHoldsOffOthersUntilFullyReleased)
 // late ones look for the names after both sides have closed one handle.
 TEST(SyncTest, NamedMutexAndSemaphoreAreSharedBetweenProcesses)
 {
-    NameGuard mutexName{uniqueName('m')}, semName{uniqueName('s')};
+    SemName mutexName('m'), semName('s');
     PMutex creator(mutexName.wide()), second(mutexName.wide()), opened(mutexName.wide()), late(mutexName.wide());
     PSemaphore counter(semName.wide()), secondSem(semName.wide()), openedSem(semName.wide()), lateSem(semName.wide());
     Pipe events, go;
@@ -154,7 +128,7 @@ TEST(SyncTest, OverlongNamesAreCutAfterThirteenCharacters)
 {
     // The system refuses 300 characters and 253 after the slash (with
     // different errors) but takes 251 whole.
-    NameGuard mutexName{uniqueName('L')}, semName{uniqueName('K')}, fitting{uniqueName('F') + std::string(239, 'z')};
+    SemName mutexName('L'), semName('K'), fitting('F', std::string(239, 'z'));
     PMutex longMutex(PString((mutexName.name + std::string(287, 'x')).c_str()));
     PSemaphore longSem(PString((semName.name + std::string(241, 'y')).c_str())), whole(fitting.wide());
     ASSERT_TRUE(longMutex.init(true) == PRES_OK && longSem.init(4, true) == PRES_OK && whole.init(0, true) == PRES_OK);

@@ -1,11 +1,7 @@
 // PPtr: holders share one count; the kind decides how, and whether, the pointee goes.
-#include <string>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
+#include "testSupport.h"
 
 namespace {
-
 std::string gDestroyed; // ids of destroyed Tracked objects, in order
 
 struct Base { virtual ~Base() = default; };
@@ -15,7 +11,6 @@ struct Tracked : Base {
     Tracked(char c = '?') : id(c) {}
     ~Tracked() override { gDestroyed += id; }
 };
-
 } // namespace
 
 TEST(PPtr, HoldersShareOneCountTheKindDecidesTheFree)

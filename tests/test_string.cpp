@@ -1,331 +1,205 @@
 // Wide strings: search, ordering, prefix tests, editing bounds, the tokenizer
 // and the narrow conversions, quirks included.
 #include <clocale>
-#include <cstring>
-#include <functional>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
 
 #include "testSupport.h"
 
 namespace {
-
 // A view whose length is set independently of its terminator.
 struct View : PLiteral {
-    View(const wchar_t* p, unsigned long n)
-    {
-        fPtr = p;
-        fLen = n;
-    }
+    View(const wchar_t* p, unsigned long n) { fPtr = p, fLen = n; }
 };
 
-std::wstring text(const PLiteral& s)
-{
-    return s.ptr() ? std::wstring(s.ptr(), s.len()) : std::wstring();
-}
-
+std::wstring text(const PLiteral& s) { return s.ptr() ? std::wstring(s.ptr(), s.len()) : std::wstring(); }
 } // namespace
 
-TEST(PLiteralSearch, SubstringForwardAndReverse)
+// A case with a character searches with chr, otherwise with str.
+TEST(PLiteralSearch, PositionsForwardAndReverse)
 {
-    unsigned long pos = 99;
-    EXPECT_EQ(PLiteral(L"").str(PLiteral(L""), pos), PRES_OK);
-    EXPECT_EQ(pos, 0u);
-    EXPECT_EQ(PLiteral(L"abc").str(PLiteral(L""), pos), PRES_NOT_FOUND);
-    EXPECT_EQ(PLiteral(L"").str(PLiteral(L"a"), pos), PRES_NOT_FOUND);
-    EXPECT_EQ(PLiteral(L"abc").str(PLiteral(L"abcd"), pos), PRES_NOT_FOUND);
-
-    PLiteral hay(L"xabyab");
-    EXPECT_EQ(hay.str(PLiteral(L"AB"), pos, false, true), PRES_OK);
-    EXPECT_EQ(pos, 1u);
-    EXPECT_EQ(hay.str(PLiteral(L"AB"), pos, true, true), PRES_OK);
-    EXPECT_EQ(pos, 4u);
-    EXPECT_EQ(hay.str(PLiteral(L"AB"), pos, false, false), PRES_NOT_FOUND);
-    EXPECT_EQ(hay.str(PLiteral(L"b"), pos, true, false), PRES_OK);
-    EXPECT_EQ(pos, 5u);
-}
-
-// The case-sensitive forward search jumps between candidates for the first
-// character: matches at both ends, restarts after a partial match, and a
-// candidate too close to the end.
-TEST(PLiteralSearch, ForwardCandidatesAtTheEdges)
-{
-    struct Case { const wchar_t* hay; const wchar_t* sub; int res; unsigned long pos; };
-    const Case cases[] = {
-        {L"abc", L"abc", PRES_OK, 0}, {L"xxab", L"ab", PRES_OK, 2}, {L"aaab", L"aab", PRES_OK, 1},
-        {L"abab", L"b", PRES_OK, 1}, {L"xxa", L"ab", PRES_NOT_FOUND, 99}, {L"abxab", L"abc", PRES_NOT_FOUND, 99},
+    const struct {
+        const wchar_t *hay, *sub;
+        wchar_t c;
+        bool reverse, ignoreCase;
+        int res;
+        unsigned long pos;
+    } cases[] = {
+        {L"", L"", 0, false, false, PRES_OK, 0},          {L"abc", L"", 0, false, false, PRES_NOT_FOUND, 99},
+        {L"", L"a", 0, false, false, PRES_NOT_FOUND, 99}, {L"abc", L"abcd", 0, true, false, PRES_NOT_FOUND, 99},
+        {L"xabyab", L"AB", 0, false, true, PRES_OK, 1},   {L"xabyab", L"AB", 0, true, true, PRES_OK, 4},
+        {L"xabyab", L"AB", 0, false, false, PRES_NOT_FOUND, 99}, {L"xabyab", L"b", 0, true, false, PRES_OK, 5},
+        {L"abc", L"ab", 0, true, false, PRES_OK, 0},      {L"abc", L"ABC", 0, true, true, PRES_OK, 0},
+        {L"xaA", nullptr, L'A', false, true, PRES_OK, 1}, {L"xaA", nullptr, L'A', true, true, PRES_OK, 2},
+        {L"xaA", nullptr, L'a', true, false, PRES_OK, 1}, {L"", nullptr, L'a', false, false, PRES_NOT_FOUND, 99},
+        // The forward search jumps between first-character candidates.
+        {L"abc", L"abc", 0, false, false, PRES_OK, 0},     {L"xxab", L"ab", 0, false, false, PRES_OK, 2},
+        {L"aaab", L"aab", 0, false, false, PRES_OK, 1},    {L"abab", L"b", 0, false, false, PRES_OK, 1},
+        {L"xxa", L"ab", 0, false, false, PRES_NOT_FOUND, 99}, {L"abxab", L"abc", 0, false, false, PRES_NOT_FOUND, 99},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         unsigned long pos = 99;
-        EXPECT_EQ(PLiteral(c.hay).str(PLiteral(c.sub), pos), c.res) << c.hay << " / " << c.sub;
-        EXPECT_EQ(pos, c.pos) << c.hay << " / " << c.sub;
+        PLiteral hay(c.hay);
+        EXPECT_EQ(c.c ? hay.chr(c.c, pos, c.reverse, c.ignoreCase) : hay.str(c.sub, pos, c.reverse, c.ignoreCase), c.res)
+            << &c - cases;
+        EXPECT_EQ(pos, c.pos) << &c - cases;
     }
-    // The search covers len characters, a zero character among them included.
-    PString cut(L"abcd");
-    cut.fill(L'x', 2);
-    unsigned long pos = 0;
-    EXPECT_TRUE(cut.str(PLiteral(L"d"), pos) == PRES_OK && pos == 3u);
-}
-
-TEST(PLiteralSearch, CharacterSearchRunsToTheTerminator)
-{
-    unsigned long pos = 0;
-    PLiteral s(L"xaA");
-    EXPECT_EQ(s.chr(L'A', pos, false, true), PRES_OK);
-    EXPECT_EQ(pos, 1u);
-    EXPECT_EQ(s.chr(L'A', pos, true, true), PRES_OK);
-    EXPECT_EQ(pos, 2u);
-    EXPECT_EQ(s.chr(L'a', pos, true, false), PRES_OK);
-    EXPECT_EQ(pos, 1u);
-    EXPECT_EQ(PLiteral(L"").chr(L'a', pos, false, false), PRES_NOT_FOUND);
-
     // After fill(c, n) the length still counts the cut-off part, but the
-    // search stops at the terminator.
+    // character search stops at the terminator.
     PString cut(L"abcd");
-    cut.fill(L'x', 2);
-    EXPECT_EQ(cut.chr(L'd', pos, false, false), PRES_NOT_FOUND);
+    unsigned long pos = 0;
+    EXPECT_TRUE(cut.fill(L'x', 2) == PRES_OK && cut.chr(L'd', pos, false, false) == PRES_NOT_FOUND);
+    // The substring search covers len characters, the zero among them included.
+    EXPECT_TRUE(cut.str(PLiteral(L"d"), pos) == PRES_OK && pos == 3u);
 }
 
 TEST(PLiteralCompare, OrderIsByLengthFirst)
 {
-    EXPECT_LT(PLiteral(L"b").cmp(PLiteral(L"aa")), 0);
-    EXPECT_TRUE(PLiteral(L"b") < PLiteral(L"aa"));
-    EXPECT_LT(PLiteral(L"abc").cmp(L"abd"), 0);
-    EXPECT_EQ(PLiteral().cmp(L""), 0);
-    EXPECT_TRUE(PLiteral() == PLiteral(L""));
-    EXPECT_TRUE(PLiteral(L"") < L"a");
-    EXPECT_EQ(PLiteral(L"ab").cmp(L"abc", 2), 0);
-    EXPECT_TRUE(PString(L"abc") != L"abC");
+    EXPECT_TRUE(PLiteral(L"b").cmp(PLiteral(L"aa")) < 0 && PLiteral(L"b") < PLiteral(L"aa"));
+    EXPECT_TRUE(PLiteral(L"aa").cmp(L"b") > 0 && PLiteral(L"aa") > L"b" && PLiteral(L"abc").cmp(L"abd") < 0);
+    EXPECT_TRUE(PLiteral().cmp(L"") == 0 && PLiteral() == PLiteral(L"") && PLiteral(L"") < L"a");
+    EXPECT_TRUE(PLiteral(L"ab").cmp(L"abc", 2) == 0 && PString(L"abc") != L"abC");
 }
 
 TEST(PLiteralAffixes, StartsWithIgnoresItsLengthEndsWithDoesNot)
 {
-    PLiteral abc(L"abc");
-    EXPECT_TRUE(abc.startsWith(L"ab", 1, false));
-    EXPECT_FALSE(abc.startsWith(L"abd", 2, false));
-    EXPECT_FALSE(abc.endsWith(L"bc", 1, false));
-    EXPECT_TRUE(abc.startsWith(PLiteral(L"AB"), true));
-    EXPECT_FALSE(abc.startsWith(PLiteral(L"AB"), false));
-    EXPECT_FALSE(abc.endsWith(PLiteral(L""), false));
-    EXPECT_TRUE(PLiteral(L"").endsWith(PLiteral(L""), false));
-    EXPECT_TRUE(PLiteral(L"").startsWith(PLiteral(L""), false));
-
+    PLiteral abc(L"abc"), empty(L"");
+    EXPECT_TRUE(abc.startsWith(L"ab", 1, false) && !abc.startsWith(L"abd", 2, false) && !abc.endsWith(L"bc", 1, false));
+    EXPECT_TRUE(abc.endsWith(L"bc", 2, false) && abc.endsWith(PLiteral(L"BC"), true));
+    EXPECT_TRUE(abc.startsWith(PLiteral(L"AB"), true) && !abc.startsWith(PLiteral(L"AB"), false));
+    EXPECT_TRUE(!abc.endsWith(empty, false) && empty.endsWith(empty, false) && empty.startsWith(empty, false));
     // A literal whose length stops short of its terminator is tested whole.
-    EXPECT_FALSE(abc.startsWith(View(L"abz", 2), false));
-    EXPECT_TRUE(abc.startsWith(View(L"ab", 1), false));
+    EXPECT_TRUE(!abc.startsWith(View(L"abz", 2), false) && abc.startsWith(View(L"ab", 1), false));
 }
 
-TEST(PStringEdit, SetInsertEraseBounds)
+TEST(PLiteralView, CopiesShareTheTextAssigningTheSamePointerKeepsTheLength)
 {
-    PString s(L"abc");
-    EXPECT_EQ(s.set(PLiteral(L"xyz"), 5), PRES_INVALID_ARG);
-    EXPECT_EQ(text(s), L"abc");
-    EXPECT_EQ(s.insert(4, L"q"), PRES_INVALID_ARG);
-    EXPECT_EQ(s.insert(3, L"de"), PRES_OK);
-    EXPECT_EQ(text(s), L"abcde");
-    EXPECT_EQ(s.insert(1, PLiteral(L"XYZ"), 2), PRES_OK);
-    EXPECT_EQ(text(s), L"aXYbcde");
-    // As for set: a length beyond the source is refused, not read past its end.
-    EXPECT_EQ(s.insert(1, PLiteral(L"XYZ"), 4), PRES_INVALID_ARG);
-    EXPECT_EQ(s.insert(1, View(L"XYZ", 1), 2), PRES_INVALID_ARG);
-    EXPECT_EQ(text(s), L"aXYbcde");
-    EXPECT_EQ(s.insert(0, nullptr), PRES_OK);
-    EXPECT_EQ(s.erase(1, 2), PRES_OK);
-    EXPECT_EQ(text(s), L"abcde");
-
-    PString t(L"abc");
-    EXPECT_EQ(t.erase(1, 3), PRES_INVALID_ARG);
-    EXPECT_EQ(t.erase(4, 0), PRES_INVALID_ARG);
-    EXPECT_EQ(t.erase(1, (unsigned long)-1), PRES_INVALID_ARG);
-    EXPECT_EQ(t.erase(3, 0), PRES_OK);
-    EXPECT_EQ(t.erase(0, 3), PRES_OK);
-    EXPECT_EQ(t.ptr(), nullptr);
-    EXPECT_EQ(t.erase(0, 0), PRES_OK);
-    EXPECT_EQ(t.insert(0, L"new"), PRES_OK);
-    EXPECT_EQ(text(t), L"new");
-
-    // Setting from a part of the string itself is safe.
-    PString self(L"hello world");
-    EXPECT_EQ(self.set(self.ptr() + 6), PRES_OK);
-    EXPECT_EQ(text(self), L"world");
-    self = PLiteral(self.ptr() + 1);
-    EXPECT_EQ(text(self), L"orld");
-}
-
-TEST(PStringEdit, LengthSentinelIsExactlyThirtyTwoBits)
-{
-    PString s;
-    EXPECT_EQ(s.set(L"abcdef", PSTR_ALL), PRES_OK);
-    EXPECT_EQ(s.len(), 6u);
-    PString small(L"ab");
-    EXPECT_EQ(small.set(PLiteral(L"xy"), 0xFFFFFFFFFFFFFFFFUL), PRES_INVALID_ARG);
-    EXPECT_EQ(small.insert(3, L"x", 0xFFFFFFFFFFFFFFFFUL), PRES_INVALID_ARG);
+    const wchar_t* abc = L"abc";
+    View part(abc, 2);
+    PLiteral copy(part), assigned, pointed;
+    assigned = part;
+    PLiteral& alias = assigned;
+    assigned = alias;
+    pointed = abc;
+    EXPECT_TRUE(copy.ptr() == abc && copy.len() == 2 && assigned.ptr() == abc && assigned.len() == 2);
+    EXPECT_TRUE(pointed.ptr() == abc && pointed.len() == 3);
+    static_cast<PLiteral&>(part) = abc; // the pointer it already has: a no-op
+    EXPECT_EQ(part.len(), 2u);
+    pointed = (const wchar_t*)nullptr;
+    EXPECT_TRUE(pointed.ptr() == nullptr && pointed.len() == 0);
+    const wchar_t cases[][3] = {{L'a', L'A', L'a'}, {L'Q', L'Q', L'q'}, {L'1', L'1', L'1'}};
+    for (const auto& c : cases)
+        EXPECT_TRUE(PLiteral::toupper(c[0]) == c[1] && PLiteral::tolower(c[0]) == c[2]) << (char)c[0];
 }
 
 // A length whose size arithmetic wraps, or that no array could hold, is an
-// allocation that cannot be had: -501, and the string as a failed allocation
+// allocation that cannot be had: -501, with the string as a failed allocation
 // leaves it (set has already emptied it, the others keep it).
-TEST(PStringEdit, SizesThatCannotBeComputedFailAsAllocations)
+TEST(PStringEdit, EveryEditReturnsItsCodeAndLeavesItsText)
 {
-    const unsigned long huge = (unsigned long)-1, nearHuge = huge - 1, noArray = 1UL << 62;
-    struct Case {
+    const unsigned long huge = (unsigned long)-1, nearHuge = huge - 1, noArray = 1UL << 62, wide64 = ~0UL;
+    const struct {
         const wchar_t* start;
         std::function<int(PString&)> edit;
-        const wchar_t* after;
+        int res;
+        std::wstring after;
+    } cases[] = {
+        {L"abc", [](PString& s) { return s.set(PLiteral(L"xyz"), 5); }, PRES_INVALID_ARG, L"abc"},
+        {L"ab", [](PString& s) { return s.set(L"abcdef", PSTR_ALL); }, PRES_OK, L"abcdef"},
+        {L"ab", [&](PString& s) { return s.set(PLiteral(L"xy"), wide64); }, PRES_INVALID_ARG, L"ab"},
+        {L"hello world", [](PString& s) { return s.set(s.ptr() + 6); }, PRES_OK, L"world"},
+        {L"world", [](PString& s) { return s = PLiteral(s.ptr() + 1), 0; }, PRES_OK, L"orld"},
+        {L"abc", [](PString& s) { return s.insert(4, L"q"); }, PRES_INVALID_ARG, L"abc"},
+        {L"abc", [](PString& s) { return s.insert(3, L"de"); }, PRES_OK, L"abcde"},
+        {L"abc", [](PString& s) { return s.insert(1, PLiteral(L"XYZ"), 2); }, PRES_OK, L"aXYbc"},
+        // As for set: a length beyond the source is refused, not read past its end.
+        {L"abc", [](PString& s) { return s.insert(1, PLiteral(L"XYZ"), 4); }, PRES_INVALID_ARG, L"abc"},
+        {L"abc", [](PString& s) { return s.insert(1, View(L"XYZ", 1), 2); }, PRES_INVALID_ARG, L"abc"},
+        {L"abc", [](PString& s) { return s.insert(0, nullptr); }, PRES_OK, L"abc"},
+        {L"ab", [&](PString& s) { return s.insert(3, L"x", wide64); }, PRES_INVALID_ARG, L"ab"},
+        {L"", [](PString& s) { return s.insert(0, L"new"); }, PRES_OK, L"new"},
+        {L"aXYbc", [](PString& s) { return s.erase(1, 2); }, PRES_OK, L"abc"},
+        {L"abc", [](PString& s) { return s.erase(1, 3); }, PRES_INVALID_ARG, L"abc"},
+        {L"abc", [](PString& s) { return s.erase(4, 0); }, PRES_INVALID_ARG, L"abc"},
+        {L"abc", [&](PString& s) { return s.erase(1, huge); }, PRES_INVALID_ARG, L"abc"},
+        {L"abc", [](PString& s) { return s.erase(3, 0); }, PRES_OK, L"abc"},
+        {L"abc", [](PString& s) { return s.erase(0, 3) + (s.ptr() != nullptr); }, PRES_OK, L""},
+        {L"", [](PString& s) { return s.erase(0, 0); }, PRES_OK, L""},
+        {L" \t a b \r\n", [](PString& s) { return s.trim(); }, PRES_OK, L"a b"},
+        {L"  \t\r\n", [](PString& s) { return s.trim() + (s.ptr() == nullptr); }, PRES_OK, L""},
+        {L"abcd", [](PString& s) { return s.fill(L'x', 2); }, PRES_OK, std::wstring(L"xx\0d", 4)},
+        {L"ab", [](PString& s) { return s.fill(L'y', 4); }, PRES_OK, L"yyyy"},
+        {L"ab", [](PString& s) { return s.fill(L'z'); }, PRES_OK, L"zz"},
+        {L"a\\b\\", [](PString& s) { return s.replace(L'\\', L'/'); }, PRES_OK, L"a/b/"},
+        {L" a\tb\nc\rd e ", [](PString& s) { return s.stripall(); }, PRES_OK, L"abcde"},
+        {L"", [](PString& s) { return s.cat((const wchar_t*)nullptr) + s.cat(L"", PSTR_ALL); }, PRES_OK, L""},
+        {L"ab", [](PString& s) { return s += L"cd", s += PLiteral(L"ef"), s.cat(L"ghij", 2); }, PRES_OK, L"abcdefgh"},
+        {L"x", [](PString& s) { return static_cast<PLiteral&>(s) = L"base", 0; }, PRES_OK, L"base"},
+        {L"x", [](PString& s) { return s = (const wchar_t*)nullptr, (s.ptr() != nullptr); }, PRES_OK, L""},
+        {L"xy", [&](PString& s) { return s.cat(L"abc", huge); }, PRES_NO_MEMORY, L"xy"},
+        {L"xy", [&](PString& s) { return s.cat(L"abc", nearHuge); }, PRES_NO_MEMORY, L"xy"},
+        {L"xy", [&](PString& s) { return s.cat(L"abc", noArray); }, PRES_NO_MEMORY, L"xy"},
+        {L"", [&](PString& s) { return s.cat(L"abc", huge); }, PRES_NO_MEMORY, L""},
+        {L"xy", [&](PString& s) { return s.cat("abc", huge); }, PRES_NO_MEMORY, L"xy"},
+        {L"xy", [&](PString& s) { return s.cat("abc", huge - 7); }, PRES_NO_MEMORY, L"xy"},
+        {L"xy", [&](PString& s) { return s.set(L"abc", huge); }, PRES_NO_MEMORY, L""},
+        {L"xy", [&](PString& s) { return s.set("abc", huge); }, PRES_NO_MEMORY, L""},
+        {L"xy", [&](PString& s) { return s.insert(1, L"abc", huge); }, PRES_NO_MEMORY, L"xy"},
+        {L"xy", [&](PString& s) { return s.insert(2, L"abc", nearHuge); }, PRES_NO_MEMORY, L"xy"},
+        {L"", [&](PString& s) { return s.insert(0, L"abc", huge); }, PRES_NO_MEMORY, L""},
+        {L"xy", [&](PString& s) { return s.fill(L'z', huge); }, PRES_NO_MEMORY, L"xy"},
+        {L"xy", [&](PString& s) { return s.fill(L'z', noArray); }, PRES_NO_MEMORY, L"xy"},
     };
-    const Case cases[] = {
-        {L"xy", [&](PString& s) { return s.cat(L"abc", huge); }, L"xy"},
-        {L"xy", [&](PString& s) { return s.cat(L"abc", nearHuge); }, L"xy"},
-        {L"xy", [&](PString& s) { return s.cat(L"abc", noArray); }, L"xy"},
-        {L"", [&](PString& s) { return s.cat(L"abc", huge); }, L""},
-        {L"xy", [&](PString& s) { return s.cat("abc", huge); }, L"xy"},
-        {L"xy", [&](PString& s) { return s.cat("abc", huge - 7); }, L"xy"},
-        {L"xy", [&](PString& s) { return s.set(L"abc", huge); }, L""},
-        {L"xy", [&](PString& s) { return s.set("abc", huge); }, L""},
-        {L"xy", [&](PString& s) { return s.insert(1, L"abc", huge); }, L"xy"},
-        {L"xy", [&](PString& s) { return s.insert(2, L"abc", nearHuge); }, L"xy"},
-        {L"", [&](PString& s) { return s.insert(0, L"abc", huge); }, L""},
-        {L"xy", [&](PString& s) { return s.fill(L'z', huge); }, L"xy"},
-        {L"xy", [&](PString& s) { return s.fill(L'z', noArray); }, L"xy"},
-    };
-    for (size_t i = 0; i < sizeof cases / sizeof cases[0]; ++i) {
-        PString s(cases[i].start);
-        EXPECT_EQ(cases[i].edit(s), PRES_NO_MEMORY) << "case " << i;
-        EXPECT_EQ(text(s), cases[i].after) << "case " << i;
+    for (const auto& c : cases) {
+        PString s(c.start);
+        EXPECT_EQ(c.edit(s), c.res) << "case " << &c - cases;
+        EXPECT_EQ(text(s), c.after) << "case " << &c - cases;
     }
     for (unsigned long n : {huge, huge - 7, huge - 3}) {
-        EXPECT_EQ(PString(L"abc", n).ptr(), nullptr) << n;
-        EXPECT_EQ(PString("abc", n).ptr(), nullptr) << n;
-        EXPECT_EQ(PLiteral::pwchar2pchar(L"abc", n), nullptr) << n;
-        EXPECT_EQ(PLiteral::pchar2pwchar("abc", n), nullptr) << n;
+        EXPECT_TRUE(PString(L"abc", n).ptr() == nullptr && PString("abc", n).ptr() == nullptr) << n;
+        EXPECT_TRUE(!PLiteral::pwchar2pchar(L"abc", n) && !PLiteral::pchar2pwchar("abc", n)) << n;
     }
-}
-
-TEST(PStringEdit, TrimFillReplaceStrip)
-{
-    PString blanks(L"  \t\r\n");
-    EXPECT_EQ(blanks.trim(), PRES_OK);
-    EXPECT_EQ(blanks.len(), 0u);
-    EXPECT_NE(blanks.ptr(), nullptr);
-
-    PString padded(L" \t a b \r\n");
-    padded.trim();
-    EXPECT_EQ(text(padded), L"a b");
-
-    PString f(L"abcd");
-    EXPECT_EQ(f.fill(L'x', 2), PRES_OK);
-    EXPECT_EQ(std::wstring(f.ptr()), L"xx");
-    EXPECT_EQ(f.len(), 4u);
-    PString g(L"ab");
-    EXPECT_EQ(g.fill(L'y', 4), PRES_OK);
-    EXPECT_EQ(text(g), L"yyyy");
-    EXPECT_EQ(g.fill(L'z'), PRES_OK);
-    EXPECT_EQ(text(g), L"zzzz");
-
-    PString spaced(L" a\tb\nc\rd e ");
-    EXPECT_EQ(spaced.stripall(), PRES_OK);
-    EXPECT_EQ(text(spaced), L"abcde");
-}
-
-TEST(PStringEdit, CatAndAssignment)
-{
-    PString s;
-    EXPECT_EQ(s.cat((const wchar_t*)nullptr), PRES_OK);
-    EXPECT_EQ(s.cat(L"", PSTR_ALL), PRES_OK);
-    EXPECT_EQ(s.ptr(), nullptr);
-    s += L"ab";
-    s += PLiteral(L"cd");
-    EXPECT_EQ(s.cat(L"efgh", 2), PRES_OK);
-    EXPECT_EQ(text(s), L"abcdef");
-
-    PString copy;
-    PLiteral& base = copy;
-    base = L"via base";
-    EXPECT_EQ(text(copy), L"via base");
-    copy = (const wchar_t*)nullptr;
-    EXPECT_EQ(copy.len(), 0u);
-    EXPECT_EQ(copy.ptr(), nullptr);
 }
 
 TEST(PLiteralTokenizer, SplitsTrimsTokenKeepsRest)
 {
     PString rest(L" a , b"), token;
-    EXPECT_EQ(PLiteral::getNextToken(rest, token, L','), PRES_OK);
-    EXPECT_EQ(text(token), L"a");
-    EXPECT_EQ(text(rest), L" b");
-    EXPECT_EQ(PLiteral::getNextToken(rest, token, L','), PRES_OK);
-    EXPECT_EQ(text(token), L"b");
-    EXPECT_EQ(rest.len(), 0u);
+    EXPECT_TRUE(PLiteral::getNextToken(rest, token, L',') == PRES_OK && text(token) == L"a" && text(rest) == L" b");
+    EXPECT_TRUE(PLiteral::getNextToken(rest, token, L',') == PRES_OK && text(token) == L"b" && rest.len() == 0);
     EXPECT_EQ(PLiteral::getNextToken(rest, token, L','), PRES_TOKEN);
-
     // A zero separator is found at the terminator, with nothing after it.
-    PString whole(L"a b");
+    PString whole(L"a b"), lead(L",x");
     token = L"kept";
-    EXPECT_EQ(PLiteral::getNextToken(whole, token, L'\0'), PRES_TOKEN);
-    EXPECT_TRUE(text(whole) == L"a b" && text(token) == L"kept");
-
-    PString lead(L",x");
-    EXPECT_EQ(PLiteral::getNextToken(lead, token, L','), PRES_OK);
-    EXPECT_EQ(token.len(), 0u);
-    EXPECT_EQ(text(lead), L"x");
-
+    EXPECT_TRUE(PLiteral::getNextToken(whole, token, L'\0') == PRES_TOKEN && text(whole) == L"a b" && token == L"kept");
+    EXPECT_TRUE(PLiteral::getNextToken(lead, token, L',') == PRES_OK && token.len() == 0 && text(lead) == L"x");
     // The way command lines are split: runs of blanks give empty tokens.
-    PString line(L"a  b"), tok;
+    PString line(L"a  b");
     std::vector<std::wstring> tokens;
-    while (PLiteral::getNextToken(line, tok, L' ') == PRES_OK)
-        tokens.push_back(text(tok));
+    while (PLiteral::getNextToken(line, token, L' ') == PRES_OK)
+        tokens.push_back(text(token));
     EXPECT_EQ(tokens, (std::vector<std::wstring>{L"a", L"", L"b"}));
 }
 
 TEST(PStringConversion, MultibyteTextUnderUtf8)
 {
     ScopedUtf8Locale utf8;
-    PString wide("naïve €");
-    EXPECT_EQ(text(wide), L"naïve €");
-    EXPECT_EQ(wide.len(), 7u);
-
-    // The byte limit is the character count, so the narrow copy is cut at a
+    PString wide("naïve €"), s(L"x"), invalid("\xc3");
+    EXPECT_TRUE(text(wide) == L"naïve €" && wide.len() == 7 && invalid.ptr() == nullptr);
+    // The byte limit is the character count: the narrow copy is cut at a
     // character boundary.
-    char* narrow = wide.ascii();
-    ASSERT_NE(narrow, nullptr);
-    EXPECT_STREQ(narrow, "naïve ");
-    delete[] narrow;
-
-    char* whole = PLiteral::pwchar2pchar(L"ï€", 5);
-    ASSERT_NE(whole, nullptr);
-    EXPECT_STREQ(whole, "ï€");
-    delete[] whole;
-
+    PPtr<char> narrow(wide.ascii(), PTR_ARRAY), whole(PLiteral::pwchar2pchar(L"ï€", 5), PTR_ARRAY);
+    EXPECT_STREQ(narrow.getPtr(), "naïve ");
+    EXPECT_STREQ(whole.getPtr(), "ï€");
     // cat(const char*) grows by the byte count: the tail is zero characters.
-    PString s(L"x");
-    EXPECT_EQ(s.cat("é"), PRES_OK);
-    EXPECT_EQ(s.cat(""), PRES_NO_MEMORY); // empty narrow text does not convert
-    EXPECT_EQ(s.len(), 3u);
-    EXPECT_EQ(s.ptr()[1], L'é');
-    EXPECT_EQ(s.ptr()[2], L'\0');
-
-    wchar_t* w = PLiteral::pchar2pwchar("€uro", PSTR_ALL);
-    ASSERT_NE(w, nullptr);
-    EXPECT_EQ(std::wstring(w), L"€uro");
-    delete[] w;
-    EXPECT_EQ(PLiteral::pchar2pwchar("\xff\xfe", PSTR_ALL), nullptr);
-    EXPECT_EQ(PLiteral::pchar2pwchar("abc", 0), nullptr);
-    PString invalid("\xc3");
-    EXPECT_EQ(invalid.ptr(), nullptr);
+    EXPECT_TRUE(s.cat("é") == PRES_OK && s.cat("") == PRES_NO_MEMORY); // empty narrow text does not convert
+    EXPECT_EQ(text(s), std::wstring(L"xé\0", 3));
+    PPtr<wchar_t> w(PLiteral::pchar2pwchar("€uro", PSTR_ALL), PTR_ARRAY);
+    EXPECT_TRUE(w.getPtr() && std::wstring(w.getPtr()) == L"€uro");
+    EXPECT_TRUE(!PLiteral::pchar2pwchar("\xff\xfe", PSTR_ALL) && !PLiteral::pchar2pwchar("abc", 0));
 }
 
 TEST(PStringConversion, UnconvertibleTextInTheCLocale)
 {
-    const char* old = std::setlocale(LC_CTYPE, nullptr);
-    std::string saved = old ? old : "C";
-    std::setlocale(LC_CTYPE, "C");
+    ScopedUtf8Locale c("C");
     EXPECT_EQ(PLiteral::pwchar2pchar(L"€", PSTR_ALL), nullptr);
-    char* plain = PString(L"plain").ascii();
-    ASSERT_NE(plain, nullptr);
-    EXPECT_STREQ(plain, "plain");
-    delete[] plain;
-    std::setlocale(LC_CTYPE, saved.c_str());
+    PPtr<char> plain(PString(L"plain").ascii(), PTR_ARRAY);
+    EXPECT_STREQ(plain.getPtr(), "plain");
 }

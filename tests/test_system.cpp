@@ -1,13 +1,6 @@
 #include <arpa/inet.h>
-#include <unistd.h>
-
 #include <cstdlib>
 #include <ctime>
-
-#include <gtest/gtest.h>
-
-#include "qrixPSystem.h"
-#include "qrixPUtils.h"
 #include "testSupport.h"
 
 TEST(PSystem, TempDirAndHostAddress)

@@ -1,19 +1,13 @@
 #include <ctime>
-
-#include <gtest/gtest.h>
-
-#include "qrixPTempFile.h"
 #include "testSupport.h"
 
 namespace {
-
 // The prefix, then up to nine decimal digits.
 bool isDrawnName(const std::string& name, const std::string& prefix)
 {
     std::string digits = name.compare(0, prefix.size(), prefix) == 0 ? name.substr(prefix.size()) : "";
     return !digits.empty() && digits.size() <= 9 && digits.find_first_not_of("0123456789") == std::string::npos;
 }
-
 } // namespace
 
 TEST(PTempFile, NamesArePrefixAndDrawnNumber)

@@ -2,11 +2,6 @@
 // running thread, and psleep.
 #include <semaphore.h>
 #include <time.h>
-#include <unistd.h>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
-
 #include "testSupport.h"
 
 // Posted by the thread at its start and again on its way out; released by the test.

@@ -2,14 +2,7 @@
 // numbers and byte order.
 #include <sys/syscall.h>
 #include <time.h>
-#include <unistd.h>
-
 #include <climits>
-#include <thread>
-
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
-
 #include "testSupport.h"
 
 static long long wallMs()

@@ -2,19 +2,13 @@
 // vectors and bounded formatting.
 #include <climits>
 #include <cstdarg>
-#include <string>
+#include <cstdint>
 
-#include <gtest/gtest.h>
-#include <qrixPortingLayer.h>
+#include "testSupport.h"
 
 namespace {
-// A view whose length is set independently of its text.
-struct View : PLiteral {
-    View(const wchar_t* p, unsigned long n)
-    {
-        fPtr = p;
-        fLen = n;
-    }
+struct View : PLiteral { // a length independent of the text
+    View(const wchar_t* p, unsigned long n) { fPtr = p, fLen = n; }
 };
 
 int formatView(PString& out, const PLiteral* format, ...)
@@ -25,32 +19,82 @@ int formatView(PString& out, const PLiteral* format, ...)
     va_end(args);
     return res;
 }
+
+// Parses `text` into a variable holding `before`; the result code and the value after.
+template <class T, class F>
+std::pair<int, T> parsed(F parse, const wchar_t* text, T before)
+{
+    T v = before;
+    int res = parse(text, v);
+    return {res, v};
+}
 } // namespace
 
-// Each refusal below must leave the last good value in place.
-TEST(PUtilsConvert, NumbersBooleansAndHexAtTheirEdges)
+// Each refusal must leave the last good value in place.
+TEST(PUtilsConvert, TextToNumbersAtTheirLimits)
 {
-    int i = 99;
-    EXPECT_TRUE(PUtils::strToInt32(L" 42", i) == PRES_OK && i == 42);
-    EXPECT_EQ(PUtils::strToInt32(L"-12abc", i), PRES_OK);
+    EXPECT_EQ(parsed(PUtils::strToInt32, L" 42", 9), std::make_pair(PRES_OK, 42));
+    EXPECT_EQ(parsed(PUtils::strToInt32, L"-12abc", 9), std::make_pair(PRES_OK, -12));
     for (const wchar_t* bad : {L"", L"x1", L" "})
-        EXPECT_EQ(PUtils::strToInt32(bad, i), PRES_BAD_FORMAT) << bad;
-    EXPECT_EQ(i, -12);
-    PString s;
-    EXPECT_TRUE(PUtils::int32ToStr(-2147483647 - 1, s) == PRES_OK && s == L"-2147483648"); // fits 16 characters
-
-    bool v = false;
-    EXPECT_EQ(PUtils::strToBool(L"true", v), PRES_OK);
+        EXPECT_EQ(parsed(PUtils::strToInt32, bad, 9), std::make_pair(PRES_BAD_FORMAT, 9)) << bad;
+    EXPECT_EQ(parsed(PUtils::strToUint32, L"4294967295", 9u), std::make_pair(PRES_OK, UINT32_MAX));
+    EXPECT_EQ(parsed(PUtils::strToUint32, L"x", 9u), std::make_pair(PRES_BAD_FORMAT, 9u));
+    EXPECT_EQ(parsed(PUtils::strToInt64, L"-9223372036854775808", 9LL), std::make_pair(PRES_OK, LLONG_MIN));
+    EXPECT_EQ(parsed(PUtils::strToInt64, L"9223372036854775807", 9LL), std::make_pair(PRES_OK, LLONG_MAX));
+    EXPECT_EQ(parsed(PUtils::strToInt64, L"", 9LL), std::make_pair(PRES_BAD_FORMAT, 9LL));
+    EXPECT_EQ(parsed(PUtils::strToUint64, L"18446744073709551615", 9ULL), std::make_pair(PRES_OK, ULLONG_MAX));
+    EXPECT_EQ(parsed(PUtils::strToUint64, L"-", 9ULL), std::make_pair(PRES_BAD_FORMAT, 9ULL));
+    EXPECT_EQ(parsed(PUtils::strToBool, L"true", false), std::make_pair(PRES_OK, true));
+    EXPECT_EQ(parsed(PUtils::strToBool, L"false", true), std::make_pair(PRES_OK, false));
     for (const wchar_t* bad : {L"TRUE", L"true ", L""})
-        EXPECT_EQ(PUtils::strToBool(bad, v), PRES_BAD_FORMAT) << bad;
-    EXPECT_TRUE(v);
-
-    char byte = 0;
-    EXPECT_TRUE(PUtils::hexToByte(L"f", byte) == PRES_OK && byte == 15);
-    EXPECT_EQ(PUtils::hexToByte(L"FF", byte), PRES_OK);
+        EXPECT_EQ(parsed(PUtils::strToBool, bad, true), std::make_pair(PRES_BAD_FORMAT, true)) << bad;
+    EXPECT_EQ(parsed(PUtils::hexToByte, L"f", 'q'), std::make_pair(PRES_OK, (char)15));
+    EXPECT_EQ(parsed(PUtils::hexToByte, L"FF", 'q'), std::make_pair(PRES_OK, (char)0xFF));
     for (const wchar_t* bad : {L"1ff", L"", L"g"})
-        EXPECT_EQ(PUtils::hexToByte(bad, byte), PRES_BAD_FORMAT) << bad;
-    EXPECT_EQ(byte, (char)0xFF);
+        EXPECT_EQ(parsed(PUtils::hexToByte, bad, 'q'), std::make_pair(PRES_BAD_FORMAT, 'q')) << bad;
+    const std::pair<wchar_t, int> digits[] = {{L'0', 0}, {L'9', 9}, {L'A', 10}, {L'F', 15},
+                                              {L'a', 10}, {L'f', 15}, {L'g', -1}, {L'G', -1}, {L'/', -1}};
+    for (const auto& d : digits) {
+        char v = 'q';
+        EXPECT_EQ(PUtils::hexToDec(d.first, v), d.second < 0 ? PRES_BAD_FORMAT : PRES_OK) << (char)d.first;
+        EXPECT_EQ(v, d.second < 0 ? 'q' : (char)d.second) << (char)d.first;
+    }
+}
+
+TEST(PUtilsConvert, NumbersToTextFitTheirBuffers)
+{
+    PString s;
+    const std::pair<std::function<int()>, const wchar_t*> cases[] = {
+        {[&] { return PUtils::int32ToStr(INT32_MIN, s); }, L"-2147483648"},
+        {[&] { return PUtils::uint32ToStr(UINT32_MAX, s); }, L"4294967295"},
+        {[&] { return PUtils::int64ToStr(INT64_MIN, s); }, L"-9223372036854775808"},
+        {[&] { return PUtils::uint64ToStr(UINT64_MAX, s); }, L"18446744073709551615"},
+        {[&] { return PUtils::boolToStr(true, s); }, L"true"},
+        {[&] { return PUtils::boolToStr(false, s); }, L"false"},
+    };
+    for (const auto& c : cases)
+        EXPECT_TRUE(c.first() == PRES_OK && s == c.second) << narrowed(s);
+}
+
+TEST(PUtilsText, DigitChecksAndTheEmptyExtension)
+{
+    const struct {
+        const wchar_t* s;
+        unsigned long n;
+        bool sign, dec, hex;
+    } cases[] = {
+        {L"-12", 3, true, true, false},  {L"-12", 3, false, false, false}, {L"1-2", 3, true, false, false},
+        {L"+", 1, true, true, false},    {L"+", 1, false, false, false},   {L"x", 0, false, true, true},
+        {L"09aF", 4, false, false, true}, {L"09af", 2, false, true, true},  {L"fg", 2, true, false, false},
+        {L"123", PSTR_ALL, false, true, true},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(PUtils::isDec(c.s, c.n, c.sign), c.dec) << narrowed(PString(c.s)) << " " << c.n << " " << c.sign;
+        EXPECT_EQ(PUtils::isHex(c.s, c.n), c.hex) << narrowed(PString(c.s)) << " " << c.n;
+    }
+    PString path(L"C:\\bin\\tool");
+    EXPECT_TRUE(PUtils::fixFileSeparator(path) == PRES_OK && path == L"C:/bin/tool");
+    EXPECT_TRUE(PUtils::fixExecFileExtension(path) == PRES_OK && path == L"C:/bin/tool");
 }
 
 TEST(PUtilsBinary, RoundTripBlanksAndRejections)
@@ -90,7 +134,6 @@ TEST(PUtilsText, SplittingArgumentsAndLinks)
     ASSERT_EQ(PUtils::convertArgs(1, argv + 1, args, count, L'='), PRES_OK);
     EXPECT_TRUE(count == 1 && args[0] == L"a=b"); // already a pair: taken as it stands
     delete[] args;
-
     // No link parses where executables have no extension; outputs are cleared.
     PString target(L"t"), rest(L"a");
     EXPECT_TRUE(PUtils::parseLink(L"a#b", target, rest) == PRES_INVALID_ARG && target.len() + rest.len() == 0);
@@ -115,14 +158,12 @@ TEST(PUtilsHostileSizes, WrappedSizesAndMissingVectors)
     PString out(L"old");
     for (unsigned long size : {ULONG_MAX / 6 + 1, ULONG_MAX / 6, ULONG_MAX})
         EXPECT_TRUE(PUtils::binaryToStr(&byte, size, out) == PRES_NO_MEMORY && out == L"old") << size;
-
     View lying(L"%d", ULONG_MAX - 2047);
     EXPECT_TRUE(formatView(out, &lying, 5) == PRES_NO_MEMORY && out.ptr() == nullptr);
 
     PString* args = nullptr;
     unsigned long count = 7;
-    EXPECT_EQ(PUtils::convertArgs(1, nullptr, args, count, L'='), PRES_INVALID_ARG);
-    EXPECT_TRUE(args == nullptr && count == 7);
+    EXPECT_TRUE(PUtils::convertArgs(1, nullptr, args, count, L'=') == PRES_INVALID_ARG && !args && count == 7);
     ASSERT_EQ(PUtils::convertArgs(0, nullptr, args, count, L'='), PRES_OK);
     EXPECT_EQ(count, 0u);
     delete[] args;

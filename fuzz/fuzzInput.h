@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <string>
 
+#include <qrixPortingLayer.h>
+
 inline void require(bool condition)
 {
     if (!condition)
@@ -87,5 +89,20 @@ private:
     size_t fSize;
     size_t fPos;
 };
+
+// A view whose length may stop short of its terminator, as callers may make.
+struct View : PLiteral {
+    View(const wchar_t* p, unsigned long n)
+    {
+        fPtr = p;
+        fLen = n;
+    }
+};
+
+// The blanks the library trims.
+inline bool isBlank(wchar_t c)
+{
+    return c == L' ' || c == L'\t' || c == L'\n' || c == L'\r';
+}
 
 #endif // QRIX_FUZZ_INPUT_H

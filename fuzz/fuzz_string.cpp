@@ -17,19 +17,6 @@ const unsigned long MAX_TEXT = 48;
 const unsigned long MAX_NARROW = 300;
 const unsigned long MAX_LENGTH = 1UL << 16; // keeps every step cheap
 
-struct View : PLiteral {
-    View(const wchar_t* p, unsigned long n)
-    {
-        fPtr = p;
-        fLen = n;
-    }
-};
-
-bool isBlank(wchar_t c)
-{
-    return c == L' ' || c == L'\t' || c == L'\n' || c == L'\r';
-}
-
 // The rule for sizes: a + b + 1 characters that no object could hold cannot
 // be had, and the operation fails as an allocation does.
 bool cannotHave(unsigned long a, unsigned long b, unsigned long elementSize)

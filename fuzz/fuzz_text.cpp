@@ -12,20 +12,6 @@
 
 namespace {
 
-// A view whose length may stop short of its terminator, as callers may make.
-struct View : PLiteral {
-    View(const wchar_t* p, unsigned long n)
-    {
-        fPtr = p;
-        fLen = n;
-    }
-};
-
-bool isBlank(wchar_t c)
-{
-    return c == L' ' || c == L'\t' || c == L'\n' || c == L'\r';
-}
-
 bool hasNul(const PLiteral& s)
 {
     return s.ptr() && std::wcslen(s.ptr()) < s.len();

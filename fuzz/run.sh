@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the fuzz targets with clang in the build directory given and runs
-# each for SECONDS (default 120) over a copy of its seed corpus (the fuzzer
+# each for SECONDS (default 90) over a copy of its seed corpus (the fuzzer
 # adds what it finds to the copy, never to the seeds), two runs at a time.
 # The text targets run once in C.UTF-8 and once in C. Exits non-zero on any
 # crash, sanitizer report, timeout or oversized allocation, after printing
@@ -12,7 +12,7 @@ if [ $# -lt 1 ]; then
     exit 2
 fi
 build=$(mkdir -p "$1" && cd "$1" && pwd)
-seconds=${2:-120}
+seconds=${2:-90}
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(dirname "$here")
 

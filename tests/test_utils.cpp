@@ -78,11 +78,7 @@ TEST(PUtilsConvert, NumbersToTextFitTheirBuffers)
 
 TEST(PUtilsText, DigitChecksAndTheEmptyExtension)
 {
-    const struct {
-        const wchar_t* s;
-        unsigned long n;
-        bool sign, dec, hex;
-    } cases[] = {
+    const struct { const wchar_t* s; unsigned long n; bool sign, dec, hex; } cases[] = {
         {L"-12", 3, true, true, false},  {L"-12", 3, false, false, false}, {L"1-2", 3, true, false, false},
         {L"+", 1, true, true, false},    {L"+", 1, false, false, false},   {L"x", 0, false, true, true},
         {L"09aF", 4, false, false, true}, {L"09af", 2, false, true, true},  {L"fg", 2, true, false, false},

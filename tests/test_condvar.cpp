@@ -106,8 +106,7 @@ TEST(PCounterTest, ArithmeticWrapsAndTheSyncCounterCountsDespiteItsMutex)
     PCounter c(5), top(INT_MAX);
     EXPECT_TRUE((c -= 7) == -2 && c < 0 && c <= -2 && c != 0 && c >= -2 && !(c > -2) && !(c == 0));
     EXPECT_TRUE(c < top && c <= top && top > c && top >= c && c != top && !(c == top) && PCounter(c) == c &&
-                c <= PCounter(c) && c >= PCounter(c) &&
-                PCounter() == 0 && PCounterSync() == 0);
+                c <= PCounter(c) && c >= PCounter(c) && PCounter() == 0 && PCounterSync() == 0);
     EXPECT_TRUE(++top == INT_MIN && (top -= PCounter(1)) == INT_MAX && --top == INT_MAX - 1 && (int)top == INT_MAX - 1);
     LoggedCounter logged(1);
     ((((((logged += 4) += PCounter(2)) -= 3) -= PCounter(-5)) = 9) = PCounter(8));

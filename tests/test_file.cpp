@@ -114,8 +114,7 @@ TEST(PFile, FailuresOfTheOpenFileOperations)
 TEST(PFile, WriteRenameReplacesAtCloseOrLeavesTheTemporary)
 {
     TempDir dir;
-    std::string path = dir.file("f.txt"), temp = path + ".qrix_temp-" + std::to_string(getpid()) + "-";
-    std::string busy = dir.file("busy");
+    std::string path = dir.file("f.txt"), temp = path + ".qrix_temp-" + std::to_string(getpid()) + "-", busy = dir.file("busy");
     writeFile(path, "old");
     mkdir(busy.c_str(), 0700);
     writeFile(busy + "/x", "");

@@ -109,15 +109,12 @@ TEST(SyncTest, NamedMutexAndSemaphoreAreSharedBetweenProcesses)
     EXPECT_TRUE(events.receive() == 'o' && events.receive(300) == -1) << "the child got a mutex its parent holds";
     EXPECT_EQ(creator.unlock(), PRES_OK);
     EXPECT_TRUE(events.receive() == 'l' && events.receive(300) == -1) << "the child passed a semaphore of count 0";
-    EXPECT_EQ(counter.post(), PRES_OK);
-    EXPECT_EQ(events.receive(), 'w');
+    EXPECT_TRUE(counter.post() == PRES_OK && events.receive() == 'w');
 
     // Either side's close removes the name, also while the other side holds it.
     EXPECT_TRUE(counter.close() == PRES_OK && lateSem.init(0, false) == PSEM_ERR_NOT_FOUND);
-    CapturedStderr err;
-    EXPECT_EQ(late.init(false), PMUTEX_ERR_NOT_FOUND);
-    EXPECT_EQ(err.text(), "\n\n[DBGONLY][PMuthex::init] Failed to create/open: 0 sem errno: 2 "
-                          "No such file or directory\n\n");
+    EXPECT_EQ(stderrOf([&] { EXPECT_EQ(late.init(false), PMUTEX_ERR_NOT_FOUND); }),
+              "\n\n[DBGONLY][PMuthex::init] Failed to create/open: 0 sem errno: 2 No such file or directory\n\n");
     EXPECT_EQ(creator.close(), PRES_OK);
     go.send('c');
     int status = -1;
@@ -134,6 +131,5 @@ TEST(SyncTest, OverlongNamesAreCutAfterThirteenCharacters)
     ASSERT_TRUE(longMutex.init(true) == PRES_OK && longSem.init(4, true) == PRES_OK && whole.init(0, true) == PRES_OK);
     EXPECT_TRUE(mutexName.exists() && semName.exists() && fitting.exists());
     // Close unlinks the shortened name, the one the system knows.
-    EXPECT_TRUE(longMutex.close() == PRES_OK && longSem.close() == PRES_OK);
-    EXPECT_FALSE(mutexName.exists() || semName.exists());
+    EXPECT_TRUE(longMutex.close() == PRES_OK && longSem.close() == PRES_OK && !mutexName.exists() && !semName.exists());
 }

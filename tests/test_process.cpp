@@ -3,14 +3,19 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/prctl.h>
+#include <sys/ptrace.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <functional>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -21,6 +26,8 @@
 namespace {
 
 constexpr unsigned int NO_SUCH_PID = 0x7fffffff; // above any pid_max
+const std::string NONE = std::to_string(NO_SUCH_PID);
+const std::string SELF = std::to_string(getpid());
 
 template <class Done>
 bool waitUntil(Done done)
@@ -48,9 +55,16 @@ std::wstring wide(const std::string& s)
     return std::wstring(s.begin(), s.end());
 }
 
-std::wstring wide(const PLiteral& s)
+std::string narrow(const PLiteral& s)
 {
-    return s.ptr() ? std::wstring(s.ptr(), s.len()) : std::wstring();
+    return s.ptr() ? std::string(s.ptr(), s.ptr() + s.len()) : std::string();
+}
+
+double secondsOf(const std::function<void()>& run)
+{
+    auto start = std::chrono::steady_clock::now();
+    run();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 // Neither gone nor a zombie.
@@ -65,6 +79,42 @@ bool isAlive(unsigned int pid)
 bool contains(const std::vector<unsigned int>& v, unsigned int x)
 {
     return std::find(v.begin(), v.end(), x) != v.end();
+}
+
+// A line tagged with `level` holds `text` at PL_DEBUG=level; no line does one below.
+::testing::AssertionResult printsFromLevel(int level, const std::string& text, const std::function<void()>& trigger)
+{
+    char tag[32];
+    std::snprintf(tag, sizeof(tag), "[PL_DBG]<%02d> ", level);
+    std::string shown[2];
+    for (int below = 0; below < 2; ++below) {
+        ScopedEnv debug("PL_DEBUG", std::to_string(level - below).c_str());
+        CapturedStderr err;
+        trigger();
+        shown[below] = err.text();
+    }
+    size_t at = shown[0].find(text);
+    size_t tagAt = at == std::string::npos ? at : shown[0].rfind("[PL_DBG]<", at);
+    if (tagAt != std::string::npos && shown[0].compare(tagAt, strlen(tag), tag) == 0 &&
+        shown[1].find(text) == std::string::npos)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << tag << text << "\nat its level:" << shown[0] << "one below:" << shown[1];
+}
+
+// Every instance query of `p` as "code answer", '|' between them.
+std::string answers(const PProcess& p)
+{
+    PString text[4];
+    int priority = 99;
+    std::vector<PString> env(1);
+    unsigned long long bytes = 99;
+    int rc[] = {p.getName(text[0]),     p.getPath(text[1]),     p.getCmdLine(text[2]),
+                p.getWorkingDir(text[3]), p.getPriority(priority), p.getEnvironment(env), p.getMemoryUsage(bytes)};
+    std::ostringstream out;
+    for (int i = 0; i < 4; ++i)
+        out << rc[i] << ' ' << narrow(text[i]) << '|';
+    out << rc[4] << ' ' << priority << '|' << rc[5] << ' ' << env.size() << '|' << rc[6] << ' ' << bytes;
+    return out.str();
 }
 
 // Kills whatever a test left running, so that a failed assertion leaves no child.
@@ -89,11 +139,12 @@ unsigned int spawnChild(std::vector<std::string> args)
     return posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) == 0 ? (unsigned int)pid : 0;
 }
 
-// Says when it is ready, reports SIGTERM next to itself and otherwise runs until killed.
+// Says when it is ready, reports SIGTERM next to itself and otherwise runs
+// for a minute unless killed.
 std::string waitingScript(const TempDir& dir, const std::string& name)
 {
     writeFile(dir.file(name), "trap 'echo > \"$0.term\"; exit 3' TERM\necho > \"$0.ready\"\n"
-                              "while :; do sleep 0.1; done\n");
+                              "for i in $(seq 600); do sleep 0.1; done\n");
     return dir.file(name);
 }
 
@@ -105,46 +156,87 @@ std::string waitingScript(const TempDir& dir, const std::string& name)
 TEST(ProcessLifecycle, ExitCodeTellsWhyAChildEnded)
 {
     TempDir dir;
-    struct Row { const char* why; const wchar_t* path; std::wstring cmdLine, workingDir; int exitCode; } rows[] = {
-        {"missing program: execvp's errno", L"/nonexistent/program", L"", L"", 2},
-        {"missing working directory", L"/bin/true", L"", wide(dir.file("none")), 139},
+    struct Row { const char* why; const wchar_t* path; std::wstring cmdLine, workingDir; int exitCode; const char* report; } rows[] = {
+        {"missing program: execvp's errno", L"/nonexistent/program", L"", L"", 2, "] Failed to execvp(...) errno: 2 "},
+        {"missing working directory", L"/bin/true", L"", wide(dir.file("none")), 139, "] Failed to chdir to /tmp/"},
         // Arguments split on blanks, so the shell's own ${IFS} joins its words.
-        {"ended by SIGTERM", L"/bin/sh", L"-c kill${IFS}-TERM${IFS}$$", L"", -15},
+        {"ended by SIGTERM", L"/bin/sh", L"-c kill${IFS}-TERM${IFS}$$", L"", -15, "exitCode:[-15] -> res:[0]\n"},
     };
-    CapturedStderr quiet;
+    ScopedEnv silent("PL_DEBUG", "-2"); // the reports print all the same
     for (const Row& row : rows) {
         SCOPED_TRACE(row.why);
+        CapturedStderr err;
         PProcess process(row.path, row.cmdLine.c_str(), row.workingDir.c_str());
         int exitCode = 12345;
         ASSERT_EQ(PRES_OK, process.start());
         EXPECT_EQ(PRES_OK, process.waitExitCode(exitCode));
         EXPECT_EQ(row.exitCode, exitCode);
+        EXPECT_NE(std::string::npos, err.text().find(row.report));
     }
 }
 
-// A child of /bin/sh that writes its arguments, directory and environment to "out".
+TEST(ProcessLifecycle, ObjectWithoutAChildAnswersNoProcess)
+{
+    PProcess process(L" ", L"x");
+    CapturedStderr err;
+    int exitCode = 0;
+    unsigned int pid = 7;
+    EXPECT_EQ("-743 |-743 |-743 |-743 |-743 99|-743 1|0 0", answers(process));
+    // An empty path never forks: there is nothing to wait for then.
+    EXPECT_EQ(PRES_NOT_FOUND, process.start());
+    EXPECT_EQ(PRES_NOT_IMPLEMENTED, process.startProcAsDifferentUser(L"user", L"password"));
+    EXPECT_EQ(PPROCESS_ERR_NO_PROCESS, process.getPID(pid));
+    EXPECT_EQ(PPROCESS_ERR_NO_PROCESS, process.waitExitCode(exitCode));
+    EXPECT_TRUE(pid == 7 && exitCode == -1);
+    EXPECT_NE(std::string::npos, err.text().find("\n\n[DBGONLY][PProcess::start] Empty process path: "));
+}
+
+TEST(ProcessLifecycle, UnmeasuredQueriesAnswerZero)
+{
+    std::vector<PString> env(2), current(2);
+    unsigned long long bytes = 5, freeBytes = 5;
+    unsigned int usage = 5, oneUsage = 5;
+    CapturedStderr quiet;
+    int rc[] = {PProcess::getEnvironment(1, env), PProcess::getCurrentEnvironment(current),
+                PProcess::getMemoryUsage(1, bytes), PProcess::getFreeMemory(freeBytes),
+                PProcess::getCPUUsage(usage), PProcess::getCPUUsage(1, oneUsage)};
+    for (int r : rc)
+        EXPECT_EQ(PRES_OK, r);
+    EXPECT_TRUE(env.empty() && current.empty());
+    EXPECT_EQ(5u, bytes); // not written
+    EXPECT_TRUE(freeBytes == 0 && usage == 0 && oneUsage == 0);
+}
+
+// A child of /bin/sh that, once "show.sh.go" exists, writes its pid, arguments,
+// directory and environment to "out".
 class ShowingChild : public ::testing::Test {
 protected:
+    void SetUp() override
+    {
+        writeFile(dir.file("show.sh"), "until [ -e \"$0.go\" ]; do sleep 0.1; done\n"
+                                       "{ echo $$; printf '[%s]' \"$@\"; echo; pwd; env; } > \"$0.new\"\n"
+                                       "mv \"$0.new\" \"$0.out\"\n");
+        writeFile(dir.file("show.sh.go"), "");
+    }
     std::string run(const std::vector<PString>& env)
     {
-        writeFile(dir.file("show.sh"), "{ printf '[%s]' \"$@\"; echo; pwd; env; } > out\n");
-        // Outer blanks are trimmed; two blanks inside leave an empty argument.
-        std::wstring cmdLine = L"  " + wide(dir.file("show.sh")) + L" a  b c  ";
         process.reset(new PProcess(L" /bin/sh ", cmdLine.c_str(), (L" " + wide(dir.path()) + L" ").c_str(), env));
         CapturedStderr quiet;
         int exitCode = -1;
         EXPECT_EQ(PRES_OK, process->start());
         EXPECT_EQ(PRES_OK, process->waitExitCode(exitCode));
         EXPECT_EQ(0, exitCode);
-        return readFile(dir.file("out"));
+        return readFile(dir.file("show.sh.out"));
     }
     TempDir dir;
+    // Outer blanks are trimmed; two blanks inside leave an empty argument.
+    std::wstring cmdLine = L"  " + wide(dir.file("show.sh")) + L" a  b c  ";
     std::unique_ptr<PProcess> process;
 };
 
 TEST_F(ShowingChild, ArgumentsSplitOnBlanksAndDirectoryIsEntered)
 {
-    EXPECT_EQ(0u, run({}).find("[a][][b][c]\n" + dir.path() + "\n"));
+    EXPECT_NE(std::string::npos, run({}).find("\n[a][][b][c]\n" + dir.path() + "\n"));
 }
 
 TEST_F(ShowingChild, EnvironmentEntriesAreSplitAtTheFirstEquals)
@@ -159,14 +251,38 @@ TEST_F(ShowingChild, EnvironmentEntriesAreSplitAtTheFirstEquals)
         EXPECT_EQ(row.present, out.find(row.text) != std::string::npos) << row.text;
 }
 
+// Once collected, a query that fails falls back to what the object was made with, if it has such a value.
 TEST_F(ShowingChild, CollectedChildFallsBackToTheGivenPathAndLine)
 {
     run({});
-    PString text;
-    EXPECT_EQ(PRES_OK, process->getPath(text));
-    EXPECT_EQ(L"/bin/sh", wide(text));
-    EXPECT_EQ(PRES_OK, process->getCmdLine(text));
-    EXPECT_EQ(wide(dir.file("show.sh")) + L" a  b c", wide(text));
+    EXPECT_EQ("-504 |0 /bin/sh|0 " + dir.file("show.sh") + " a  b c|-504 |-504 99|-743 1|0 0", answers(*process));
+}
+
+TEST_F(ShowingChild, StaticStartsTakeDirectoryAndEnvironment)
+{
+    std::vector<PString> env = {L"QRIX_SHOWN=1"};
+    PString cwd(wide(dir.path()).c_str()), sh(L"/bin/sh"), line(cmdLine.c_str());
+    struct Row { bool inDir, withEnv; std::function<int(unsigned int&)> start; } rows[] = {
+        {false, false, [&](unsigned int& pid) { return PProcess::start(sh, line, pid); }},
+        {true, false, [&](unsigned int& pid) { return PProcess::start(sh, line, cwd, pid); }},
+        {false, true, [&](unsigned int& pid) { return PProcess::start(sh, line, env, pid); }},
+        {true, true, [&](unsigned int& pid) { return PProcess::start(sh, line, cwd, env, pid); }},
+    };
+    for (const Row& row : rows) {
+        // The child waits for its go file, so that it still runs when its id is read.
+        unlink(dir.file("show.sh.go").c_str());
+        unlink(dir.file("show.sh.out").c_str());
+        ChildGuard guard;
+        guard.pids = {0};
+        CapturedStderr quiet;
+        ASSERT_EQ(PRES_OK, row.start(guard.pids[0]));
+        writeFile(dir.file("show.sh.go"), "");
+        ASSERT_TRUE(waitForFile(dir.file("show.sh.out")));
+        std::string out = readFile(dir.file("show.sh.out"));
+        std::string where = row.inDir ? dir.path() : std::filesystem::current_path().string();
+        EXPECT_EQ(0u, out.find(std::to_string(guard.pids[0]) + "\n[a][][b][c]\n" + where + "\n"));
+        EXPECT_EQ(row.withEnv, out.find("\nQRIX_SHOWN=1\n") != std::string::npos);
+    }
 }
 
 TEST(ProcessLifecycle, WaitFinishCollectsSoTheExitCodeIsLost)
@@ -190,39 +306,143 @@ protected:
         ASSERT_EQ(PRES_OK, process->start());
         ASSERT_EQ(PRES_OK, process->getPID(pid));
         guard.pids = {pid};
+        me = std::to_string(pid);
         ASSERT_TRUE(waitForFile(script + ".ready"));
     }
     TempDir dir;
     std::string script;
     std::unique_ptr<PProcess> process;
     unsigned int pid = 0;
+    std::string me;
     ChildGuard guard;
 };
 
-TEST_F(RunningChild, SecondStartIsRefusedAndLeavesTheChild)
+TEST_F(RunningChild, QueriesReadTheChildAndStartsAreRefused)
 {
+    std::string sh = std::filesystem::canonical("/bin/sh").string();
+    std::string nice = std::to_string(getpriority(PRIO_PROCESS, 0));
     CapturedStderr quiet;
+    EXPECT_EQ("0 sh|0 " + sh + "|0 /bin/sh " + script + "|0 /|0 " + nice + "|-743 1|0 0", answers(*process));
     EXPECT_EQ(PPROCESS_ERR_START, process->start());
+    EXPECT_EQ(PPROCESS_ERR_START, process->startProcAsDifferentUser(L"user", L"password"));
     unsigned int again = 0;
     ASSERT_EQ(PRES_OK, process->getPID(again));
     EXPECT_EQ(pid, again);
 }
 
-TEST_F(RunningChild, ShortWaitChecksOnceAndSaysRunning)
+TEST_F(RunningChild, WaitsPollInWholeSecondStepsUpToTheBound)
 {
-    EXPECT_TRUE(process->waitFinish(500));
+    // Each poll of the static form asks isRunning, whose level-10 line counts it.
+    struct Row { unsigned int ms; int polls; } rows[] = {{500, 1}, {1999, 2}, {2500, 3}};
+    for (const Row& row : rows) {
+        ScopedEnv debug("PL_DEBUG", "10");
+        CapturedStderr err;
+        EXPECT_TRUE(PProcess::waitFinish(pid, row.ms));
+        EXPECT_EQ(row.polls, countOccurrences(err.text(), "wait zombies for PID: " + me + "\n")) << row.ms;
+    }
+    // The object's polls leave no line: two whole-second sleeps, not three.
+    double seconds = secondsOf([&] { EXPECT_TRUE(process->waitFinish(2500)); });
+    EXPECT_TRUE(seconds > 1.5 && seconds < 2.9) << seconds;
 }
 
-TEST_F(RunningChild, WorkingDirectoryIsTheGivenOne)
+TEST_F(RunningChild, WaitExitCodeTellsAnInterruptedWaitAndAStop)
 {
+    CapturedStderr quiet;
+    int exitCode = 0;
+    struct sigaction onAlarm = {}, old = {};
+    onAlarm.sa_handler = [](int) {}; // without SA_RESTART, so that waitpid gives EINTR
+    sigaction(SIGALRM, &onAlarm, &old);
+    alarm(1);
+    EXPECT_EQ(PRES_FAILED, process->waitExitCode(exitCode));
+    sigaction(SIGALRM, &old, nullptr);
+    // waitpid reports a stop to a tracer only.
+    ASSERT_EQ(0, ptrace(PTRACE_ATTACH, (pid_t)pid, nullptr, nullptr));
+    EXPECT_EQ(PPROCESS_ERR_STOPPED, process->waitExitCode(exitCode));
+    EXPECT_EQ(-1, exitCode);
+}
+
+TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
+{
+    bool running = false;
+    unsigned int u = 0;
+    int code = 0;
+    unsigned long long bytes = 0;
+    std::vector<PString> env;
+    std::vector<unsigned int> pids, ppids;
     PString text;
-    EXPECT_EQ(PRES_OK, process->getWorkingDir(text));
-    EXPECT_EQ(L"/", wide(text));
+    auto own = [&] { process->isRunning(running); };
+    auto getPid = [&] { process->getPID(u); };
+    auto again = [&] { process->start(); };
+    auto empty = [&] { PProcess(L"", L"x").start(); };
+    auto child = [&] { PProcess p(L"/bin/true", L""); p.start(); p.waitExitCode(code); };
+    auto tree = [&] { PProcess::killTree(NO_SUCH_PID); };
+    auto parent = [&] { PProcess::getParentPID(pid, u), PProcess::getParentPID(NO_SUCH_PID, u); };
+    auto queries = [&] {
+        PProcess::getName(pid, text), PProcess::getPath(pid, text), PProcess::getCmdLine(pid, text);
+        PProcess::getWorkingDir(pid, text), PProcess::getUserName(pid, text), PProcess::find(L"x", pids, ppids);
+        PProcess::getSpecCPUUsage(UINT_MAX, u), PProcess::getEnvironment(pid, env);
+        PProcess::getCurrentEnvironment(env);
+    };
+    auto unmeasured = [&] {
+        PProcess::getMemoryUsage(pid, bytes), PProcess::getFreeMemory(bytes);
+        PProcess::getCPUUsage(u), PProcess::getCPUUsage(pid, u);
+    };
+    const std::string warning = ". WARNING! not implemented on MAC!\n";
+    struct Row { int level; std::string text; std::function<void()> trigger; };
+    std::vector<Row> rows = {
+        {11, "[PProcess::isRunning] () fPid: " + me + "\n", own},
+        {1, "[PProcess::isRunning] own PID not set -> false\n", own},
+        {10, "[PProcess::isRunning] wait zombies for PID: " + me + "\n", own},
+        {10, "[PProcess::isRunning] iPID: " + me + ", running: 1 res: 0\n", own},
+        {10, "[PProcess::isRunning] ### check_pid_running_mac(iPID:" + me + ", proc_id:", own},
+        {13, ") -> bufSize: ", own},
+        {10, ") count: 1\n", own},
+        {2, "[check_pid_running_mac] kinfo_proc { pid: " + me + ", ", own},
+        {10, "[PProcess::getPID] isRunning: 1, res: 0\n", getPid},
+        {3, "[PProcess::getPID] return PID: " + me + "\n", getPid},
+        {1, "', running: 1\n", again},
+        {-1, "[PProcess::start] Process already running fPath: '/bin/sh', fCmdLine: '" + script + "'\n", again},
+        {1, "', fCmdLine: 'x', running: 0\n", empty},
+        {1, "', fCmdLine: 'x', fEnv.size: 0\n", empty},
+        {1, "[PProcess::start] Child process pid: ", child},
+        {0, "[PProcess::start] Child process started with pid: ", child},
+        {1, "[PProcess::start] execvp('/bin/true') pid: ", child},
+        {0, "[PProcess::killTree] pid [" + NONE + "]\n", tree},
+        {0, "[DBGONLY][PProcess::killTree] getChildPID for PID [" + NONE + "]\n", tree},
+        {2, "[PProcess::killTree] got [0] children for PID [" + NONE + "]\n", tree},
+        {1, "[PProcess::killTree] killing pid [" + NONE + "]\n", tree},
+        {-1, "[PProcess::killTree] PProcess::killSignal(" + NONE + ", PPROCESS_TERMINATE) failed with error: -742\n",
+         tree},
+        {10, "[PProcess::killTree] waitpid pid [" + NONE + "] for 2000ms\n", tree},
+        {2, "[PProcess::killSignal] kill(" + NONE + ", 15)\n", tree},
+        {-1, "[PProcess::killSignal] kill(" + NONE + ", 15) failed. errno:3 (", tree},
+        {5, "[list_pids_mac] total PID count: ", tree},
+        {3, "[list_pids_mac] Found 0 child pids for PPid:" + NONE + "\n", tree},
+        {10, "[list_pids_mac] sysctl(KERN_PROC_ALL, 0) -> bufSize: ", tree},
+        {4, "[PProcess::getParentPID] sysctl(KERN_PROC_PID) for pid [" + me + "], length: ", parent},
+        {3, "[PProcess::getParentPID] pid: " + me + " -> ppid: " + SELF + "\n", parent},
+        {0, "[PProcess::getParentPID] sysctl(KERN_PROC_PID) not found for pid [" + NONE + "]\n\n", parent},
+        {-1, "[PProcess::find] name: x" + warning, queries},
+        {-1, "[PProcess::getSpecCPUUsage] cpu: -1" + warning, queries},
+        {-1, "[PProcess::getEnvironment] pid: " + me + " WARNING! not implemented on MAC!\n", queries},
+        {-1, "[PProcess::getEnvironment] pid: " + SELF + " WARNING!", queries},
+        {1000, "[PProcess::getMemoryUsage] pid: " + me + warning, unmeasured},
+        {1000, "[PProcess::getFreeMemory] WARNING! not implemented on MAC!\n", unmeasured},
+        {10, "[PProcess::getCPUUsage] WARNING! not implemented on MAC!\n", unmeasured},
+        {10000, "[PProcess::getCPUUsage] PID: " + me + warning, unmeasured},
+    };
+    for (const char* query : {"getName", "getPath", "getCmdLine", "getWorkingDir", "getUserName"})
+        rows.push_back({-1, std::string("[PProcess::") + query + "] pid: " + me + warning, queries});
+    for (const Row& row : rows)
+        EXPECT_TRUE(printsFromLevel(row.level, row.text, row.trigger));
 }
 
 TEST_F(RunningChild, ObjectKillUsesSigkill)
 {
+    ScopedEnv debug("PL_DEBUG", "1");
+    CapturedStderr err;
     EXPECT_EQ(PRES_OK, process->kill());
+    EXPECT_NE(std::string::npos, err.text().find("[PL_DBG]<01> [PProcess::kill] kill(PID: " + me + ", sig:9)\n"));
     EXPECT_FALSE(isAlive(pid));
     EXPECT_FALSE(pathExists(script + ".term")); // SIGKILL cannot be trapped
 }
@@ -247,51 +467,63 @@ TEST(ProcessTree, ZombieKeepsItsRecordUntilTheSweepCollectsIt)
     EXPECT_FALSE(running);
 }
 
-TEST(ProcessTree, MissingProcessIsReportedByEachOperation)
+TEST(ProcessTree, MissingProcessIsReportedAtOnceByEachOperation)
 {
     CapturedStderr quiet;
     unsigned int ppid = 99;
-    EXPECT_FALSE(PProcess::waitFinish(NO_SUCH_PID, 10000));
-    EXPECT_EQ(PPROCESS_ERR_KILL, PProcess::kill(NO_SUCH_PID));
-    EXPECT_EQ(PRES_NOT_FOUND, PProcess::getParentPID(NO_SUCH_PID, ppid));
-    EXPECT_EQ(0u, ppid);
-    int (*queries[])(unsigned int, PString&) = {&PProcess::getName, &PProcess::getPath, &PProcess::getCmdLine,
-                                                &PProcess::getWorkingDir};
+    int priority = 0;
+    std::vector<unsigned int> children = {7};
     PString text;
+    int (*queries[])(unsigned int, PString&) = {&PProcess::getName, &PProcess::getPath, &PProcess::getCmdLine,
+                                                &PProcess::getWorkingDir,
+                                                [](unsigned int p, PString& t) { return PProcess::getUserName(p, t); }};
+    // Nothing was signalled, so nothing pauses.
+    EXPECT_LT(secondsOf([&] {
+        EXPECT_EQ(PPROCESS_ERR_KILL, PProcess::killSignal(NO_SUCH_PID, PPROCESS_KILL));
+        EXPECT_EQ(PPROCESS_ERR_KILL, PProcess::kill(NO_SUCH_PID));
+        EXPECT_EQ(PPROCESS_ERR_KILL, PProcess::killTree(NO_SUCH_PID));
+        EXPECT_FALSE(PProcess::waitFinish(NO_SUCH_PID, 10000));
+    }), 0.9);
+    EXPECT_EQ(PRES_NOT_FOUND, PProcess::getParentPID(NO_SUCH_PID, ppid));
+    EXPECT_EQ(PRES_OK, PProcess::getChildPID(NO_SUCH_PID, children));
+    EXPECT_EQ(PRES_NOT_FOUND, PProcess::getPriority(NO_SUCH_PID, priority));
+    EXPECT_TRUE(ppid == 0 && children.empty() && priority == 0);
     for (size_t i = 0; i < sizeof(queries) / sizeof(queries[0]); ++i)
         EXPECT_EQ(PRES_NOT_FOUND, queries[i](NO_SUCH_PID, text)) << "query " << i;
-    EXPECT_EQ(PRES_NOT_FOUND, PProcess::getUserName(NO_SUCH_PID, text));
 }
 
-TEST(ProcessTree, KillTreeStopsRootFirstAndForcesWhatIgnoresTermination)
+TEST(ProcessTree, KillTreeStopsRootFirstForcesWhatIgnoresTerminationAndReportsTheLastFailure)
 {
     // Orphans come back to us, so that their ends are collected here.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     TempDir dir;
-    writeFile(dir.file("root.sh"), "/bin/sh -c '/bin/sleep 60 & echo $! > grand; echo $$ > mid; exec /bin/sleep 60' &\n"
-                                   "/bin/sh -c 'trap \"\" TERM; echo $$ > stubborn; exec /bin/sleep 60' &\n"
+    // mid takes its child with it; stubborn's child comes after that one.
+    writeFile(dir.file("mid.sh"), "/bin/sleep 60 & echo $! > grand\ntrap 'kill $!; wait; exit' TERM\n"
+                                  "echo $$ > mid\nwait\n");
+    writeFile(dir.file("root.sh"), "/bin/sh mid.sh &\n"
+                                   "/bin/sh -c '/bin/sleep 60 & echo $! > late; trap \"\" TERM; echo $$ > stubborn; wait' &\n"
                                    "exec /bin/sleep 60\n");
     ChildGuard guard;
     unsigned int root = 0;
     ASSERT_EQ(PRES_OK, PProcess::start(L"/bin/sh", L"root.sh", wide(dir.path()).c_str(), root));
-    unsigned int mid = readPidFile(dir.file("mid"));
-    unsigned int grand = readPidFile(dir.file("grand"));
-    unsigned int stubborn = readPidFile(dir.file("stubborn"));
-    guard.pids = {root, mid, grand, stubborn};
-    ASSERT_TRUE(mid && grand && stubborn);
+    for (const char* name : {"mid", "grand", "stubborn", "late"})
+        guard.pids.push_back(readPidFile(dir.file(name)));
+    unsigned int mid = guard.pids[0], grand = guard.pids[1], stubborn = guard.pids[2], late = guard.pids[3];
+    guard.pids.push_back(root);
+    ASSERT_TRUE(mid && grand && stubborn && late);
 
     ScopedEnv debug("PL_DEBUG", "1");
     CapturedStderr err;
-    EXPECT_EQ(PRES_OK, PProcess::killTree(root));
+    EXPECT_EQ(PPROCESS_ERR_KILL, PProcess::killTree(root));
     std::string log = err.text();
-    auto killing = [&](unsigned int pid) {
-        return log.find("[PL_DBG]<01> [PProcess::killTree] killing pid [" + std::to_string(pid) + "]\n");
-    };
-    ASSERT_NE(std::string::npos, killing(grand));
+    auto killing = [&](unsigned int pid) { return log.find("killing pid [" + std::to_string(pid) + "]\n"); };
+    ASSERT_NE(std::string::npos, killing(late));
     EXPECT_LT(killing(root), std::min(killing(mid), killing(stubborn)));
-    EXPECT_LT(std::max(killing(mid), killing(stubborn)), killing(grand));
+    EXPECT_LT(std::max(killing(mid), killing(stubborn)), std::min(killing(grand), killing(late)));
     EXPECT_NE(std::string::npos, log.find("pid[" + std::to_string(stubborn) + "] is still alive.\n"));
     EXPECT_EQ(1, countOccurrences(log, "is still alive."));
+    EXPECT_NE(std::string::npos, log.find("killSignal(" + std::to_string(grand) + ", PPROCESS_TERMINATE) failed"));
+    EXPECT_EQ(1, countOccurrences(log, "failed with error"));
     for (unsigned int pid : guard.pids)
         EXPECT_TRUE(waitUntil([&] { return !isAlive(pid); })) << pid;
 }
@@ -317,38 +549,27 @@ protected:
     std::string script;
     unsigned int pid = 0;
     ChildGuard guard;
-    PString text;
 };
 
 TEST_F(WaywardChild, TextQueriesReadProc)
 {
-    struct Row { const char* what; int (*query)(unsigned int, PString&); std::wstring text; } rows[] = {
-        {"getName: the kernel's cut of the program name", &PProcess::getName, L"a) (long progra"},
+    struct Row { const char* what; int (*query)(unsigned int, PString&); std::string text; } rows[] = {
+        {"getName: the kernel's cut of the program name", &PProcess::getName, "a) (long progra"},
         {"getPath: the executable behind the link", &PProcess::getPath,
-         std::filesystem::canonical("/bin/sh").wstring()},
+         std::filesystem::canonical("/bin/sh").string()},
         {"getCmdLine: an argument with a blank in quotes", &PProcess::getCmdLine,
-         wide("\"" + program + "\" " + script + " a \"b c\"")},
-        {"getWorkingDir: ours, inherited", &PProcess::getWorkingDir, std::filesystem::current_path().wstring()},
+         "\"" + program + "\" " + script + " a \"b c\""},
+        {"getWorkingDir: ours, inherited", &PProcess::getWorkingDir, std::filesystem::current_path().string()},
+        // The status file says "Uid:", so no id is read and no passwd line matches.
+        {"getUserName: nobody, the uid search is case-sensitive",
+         [](unsigned int p, PString& t) { return PProcess::getUserName(p, t); }, ""},
     };
+    CapturedStderr quiet;
     for (const Row& row : rows) {
-        PString text;
+        PString text(L"x");
         EXPECT_EQ(PRES_OK, row.query(pid, text)) << row.what;
-        EXPECT_EQ(row.text, wide(text)) << row.what;
+        EXPECT_EQ(row.text, narrow(text)) << row.what;
     }
-}
-
-TEST_F(WaywardChild, UserNameIsEmptyBecauseTheUidSearchIsCaseSensitive)
-{
-    // The status file says "Uid:", so no id is read and no passwd line matches.
-    EXPECT_EQ(PRES_OK, PProcess::getUserName(pid, text));
-    EXPECT_EQ(0u, text.len());
-}
-
-TEST_F(WaywardChild, PriorityIsTheInheritedNiceValue)
-{
-    int priority = 1000;
-    EXPECT_EQ(PRES_OK, PProcess::getPriority(pid, priority));
-    EXPECT_EQ(getpriority(PRIO_PROCESS, 0), priority);
 }
 
 TEST_F(WaywardChild, TableKnowsItsParentAndListsIt)
@@ -356,22 +577,32 @@ TEST_F(WaywardChild, TableKnowsItsParentAndListsIt)
     unsigned int ppid = 0;
     EXPECT_EQ(PRES_OK, PProcess::getParentPID(pid, ppid));
     EXPECT_EQ(PProcess::getCurrentPID(), ppid);
-    std::vector<unsigned int> pids = {7};
+    std::vector<unsigned int> pids = {7}, appended = {7};
     EXPECT_EQ(PRES_OK, PProcess::getChildPID(PProcess::getCurrentPID(), pids));
     EXPECT_TRUE(contains(pids, pid) && !contains(pids, 7));
+    EXPECT_EQ(PRES_OK, list_pids_mac((int)PProcess::getCurrentPID(), appended));
+    EXPECT_TRUE(contains(appended, pid) && appended[0] == 7);
     EXPECT_EQ(PRES_OK, PProcess::listPIDs(pids));
     EXPECT_TRUE(contains(pids, 1) && contains(pids, PProcess::getCurrentPID()) && contains(pids, pid));
 }
 
-TEST_F(WaywardChild, FindComparesTheCommandLinesProgramWhenTheStatusNameIsCut)
+TEST_F(WaywardChild, FindMatchesWholeNamesAndTheCommandLinesProgramWhenTheStatusNameIsCut)
 {
-    std::vector<unsigned int> pids = {7}, ppids = {8};
+    struct Row { std::wstring name; unsigned int pid, ppid; bool found; } rows[] = {
+        {L"/elsewhere/A) (LONG PROGRAM NAME", pid, PProcess::getCurrentPID(), true},
+        {L"a) (long program nam", pid, 0, false}, // a part only
+        {L"a) (long progra", pid, 0, false},      // the cut, which the command line does not give
+        {L"/test_process", PProcess::getCurrentPID(), (unsigned int)getppid(), true},
+    };
     CapturedStderr quiet;
-    EXPECT_EQ(PRES_OK, PProcess::find(L"/elsewhere/A) (LONG PROGRAM NAME", pids, ppids));
-    size_t at = std::find(pids.begin(), pids.end(), pid) - pids.begin();
-    ASSERT_TRUE(pids.size() == ppids.size() && at < pids.size());
-    EXPECT_TRUE(pids[0] == 7 && ppids[0] == 8); // appended to, not emptied
-    EXPECT_EQ(PProcess::getCurrentPID(), ppids[at]);
+    for (const Row& row : rows) {
+        std::vector<unsigned int> pids = {7}, ppids = {8};
+        EXPECT_EQ(PRES_OK, PProcess::find(row.name.c_str(), pids, ppids));
+        size_t at = std::find(pids.begin(), pids.end(), row.pid) - pids.begin();
+        ASSERT_TRUE(pids.size() == ppids.size() && pids[0] == 7 && ppids[0] == 8); // appended to, not emptied
+        EXPECT_EQ(row.found, at < pids.size()) << narrow(PString(row.name.c_str()));
+        EXPECT_TRUE(!row.found || ppids[at] == row.ppid);
+    }
 }
 
 TEST(ProcessQuery, CpuUsageIsAPercentage)

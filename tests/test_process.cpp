@@ -1,7 +1,6 @@
 // Child processes, process trees and process queries, with real children:
 // shell scripts written to a private directory, sleep and echo.
 #include <signal.h>
-#include <spawn.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
@@ -37,17 +36,12 @@ bool waitUntil(Done done)
     return done();
 }
 
-bool waitForFile(const std::string& path)
-{
-    return waitUntil([&] { return pathExists(path); });
-}
-
-// A pid file counts once its line is complete.
-unsigned int readPidFile(const std::string& path)
+// The text of a file once its last line is complete; empty after ten seconds.
+std::string waitForLine(const std::string& path)
 {
     std::string text;
     waitUntil([&] { return pathExists(path) && !(text = readFile(path)).empty() && text.back() == '\n'; });
-    return (unsigned int)std::strtoul(text.c_str(), nullptr, 10);
+    return text;
 }
 
 std::wstring wide(const std::string& s)
@@ -128,26 +122,6 @@ struct ChildGuard {
     }
 };
 
-// For children whose arguments hold blanks, which PProcess cannot pass.
-unsigned int spawnChild(std::vector<std::string> args)
-{
-    std::vector<char*> argv;
-    for (std::string& a : args)
-        argv.push_back(&a[0]);
-    argv.push_back(nullptr);
-    pid_t pid = 0;
-    return posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) == 0 ? (unsigned int)pid : 0;
-}
-
-// Says when it is ready, reports SIGTERM next to itself and otherwise runs
-// for a minute unless killed.
-std::string waitingScript(const TempDir& dir, const std::string& name)
-{
-    writeFile(dir.file(name), "trap 'echo > \"$0.term\"; exit 3' TERM\necho > \"$0.ready\"\n"
-                              "for i in $(seq 600); do sleep 0.1; done\n");
-    return dir.file(name);
-}
-
 } // namespace
 
 // ---------------------------------------------------------------------------
@@ -191,98 +165,48 @@ TEST(ProcessLifecycle, ObjectWithoutAChildAnswersNoProcess)
     EXPECT_NE(std::string::npos, err.text().find("\n\n[DBGONLY][PProcess::start] Empty process path: "));
 }
 
-TEST(ProcessLifecycle, UnmeasuredQueriesAnswerZero)
+// Each start waits for its go file, so that the child still runs when its id
+// is read, and then shows its pid, arguments, directory and environment.
+TEST(ProcessLifecycle, EveryStartPassesArgumentsDirectoryAndEnvironment)
 {
-    std::vector<PString> env(2), current(2);
-    unsigned long long bytes = 5, freeBytes = 5;
-    unsigned int usage = 5, oneUsage = 5;
-    CapturedStderr quiet;
-    int rc[] = {PProcess::getEnvironment(1, env), PProcess::getCurrentEnvironment(current),
-                PProcess::getMemoryUsage(1, bytes), PProcess::getFreeMemory(freeBytes),
-                PProcess::getCPUUsage(usage), PProcess::getCPUUsage(1, oneUsage)};
-    for (int r : rc)
-        EXPECT_EQ(PRES_OK, r);
-    EXPECT_TRUE(env.empty() && current.empty());
-    EXPECT_EQ(5u, bytes); // not written
-    EXPECT_TRUE(freeBytes == 0 && usage == 0 && oneUsage == 0);
-}
-
-// A child of /bin/sh that, once "show.sh.go" exists, writes its pid, arguments,
-// directory and environment to "out".
-class ShowingChild : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        writeFile(dir.file("show.sh"), "until [ -e \"$0.go\" ]; do sleep 0.1; done\n"
-                                       "{ echo $$; printf '[%s]' \"$@\"; echo; pwd; env; } > \"$0.new\"\n"
-                                       "mv \"$0.new\" \"$0.out\"\n");
-        writeFile(dir.file("show.sh.go"), "");
-    }
-    std::string run(const std::vector<PString>& env)
-    {
-        process.reset(new PProcess(L" /bin/sh ", cmdLine.c_str(), (L" " + wide(dir.path()) + L" ").c_str(), env));
-        CapturedStderr quiet;
-        int exitCode = -1;
-        EXPECT_EQ(PRES_OK, process->start());
-        EXPECT_EQ(PRES_OK, process->waitExitCode(exitCode));
-        EXPECT_EQ(0, exitCode);
-        return readFile(dir.file("show.sh.out"));
-    }
     TempDir dir;
-    // Outer blanks are trimmed; two blanks inside leave an empty argument.
-    std::wstring cmdLine = L"  " + wide(dir.file("show.sh")) + L" a  b c  ";
-    std::unique_ptr<PProcess> process;
-};
-
-TEST_F(ShowingChild, ArgumentsSplitOnBlanksAndDirectoryIsEntered)
-{
-    EXPECT_NE(std::string::npos, run({}).find("\n[a][][b][c]\n" + dir.path() + "\n"));
-}
-
-TEST_F(ShowingChild, EnvironmentEntriesAreSplitAtTheFirstEquals)
-{
+    writeFile(dir.file("show.sh"), "until [ -e \"$0.go\" ]; do sleep 0.1; done\n"
+                                   "{ echo $$; printf '[%s]' \"$@\"; echo; pwd; env; } > \"$0.new\"\n"
+                                   "mv \"$0.new\" \"$0.out\"\n");
     ScopedEnv inherited("QRIX_PROC_OVERRIDE", "parent");
-    std::string out = run({L"QRIX_NO_EQUALS", L"QRIX_EMPTY=", L"QRIX_TWO=x=y", L"QRIX_PROC_OVERRIDE=child"});
-    struct Row { const char* text; bool present; } rows[] = {{"QRIX_NO_EQUALS", false},
-                {"\nQRIX_EMPTY=\n", true},
-                {"\nQRIX_TWO=x=y\n", true},
-                {"\nQRIX_PROC_OVERRIDE=child\n", true}};
-    for (const Row& row : rows)
-        EXPECT_EQ(row.present, out.find(row.text) != std::string::npos) << row.text;
-}
-
-// Once collected, a query that fails falls back to what the object was made with, if it has such a value.
-TEST_F(ShowingChild, CollectedChildFallsBackToTheGivenPathAndLine)
-{
-    run({});
-    EXPECT_EQ("-504 |0 /bin/sh|0 " + dir.file("show.sh") + " a  b c|-504 |-504 99|-743 1|0 0", answers(*process));
-}
-
-TEST_F(ShowingChild, StaticStartsTakeDirectoryAndEnvironment)
-{
-    std::vector<PString> env = {L"QRIX_SHOWN=1"};
-    PString cwd(wide(dir.path()).c_str()), sh(L"/bin/sh"), line(cmdLine.c_str());
+    // Outer blanks are trimmed; two blanks inside leave an empty argument.
+    PString sh(L" /bin/sh "), line((L"  " + wide(dir.file("show.sh")) + L" a  b c  ").c_str());
+    PString cwd((L" " + wide(dir.path()) + L" ").c_str());
+    std::vector<PString> env = {L"QRIX_NO_EQUALS", L"QRIX_EMPTY=", L"QRIX_TWO=x=y", L"QRIX_PROC_OVERRIDE=child"};
+    PProcess process(sh, line, cwd, env);
     struct Row { bool inDir, withEnv; std::function<int(unsigned int&)> start; } rows[] = {
         {false, false, [&](unsigned int& pid) { return PProcess::start(sh, line, pid); }},
         {true, false, [&](unsigned int& pid) { return PProcess::start(sh, line, cwd, pid); }},
         {false, true, [&](unsigned int& pid) { return PProcess::start(sh, line, env, pid); }},
         {true, true, [&](unsigned int& pid) { return PProcess::start(sh, line, cwd, env, pid); }},
+        // Last, since the other starts collect ended children.
+        {true, true, [&](unsigned int& pid) { return process.start() ? -1 : process.getPID(pid); }},
     };
+    ChildGuard guard;
+    CapturedStderr quiet;
     for (const Row& row : rows) {
-        // The child waits for its go file, so that it still runs when its id is read.
         unlink(dir.file("show.sh.go").c_str());
         unlink(dir.file("show.sh.out").c_str());
-        ChildGuard guard;
-        guard.pids = {0};
-        CapturedStderr quiet;
-        ASSERT_EQ(PRES_OK, row.start(guard.pids[0]));
+        guard.pids.push_back(0);
+        ASSERT_EQ(PRES_OK, row.start(guard.pids.back()));
         writeFile(dir.file("show.sh.go"), "");
-        ASSERT_TRUE(waitForFile(dir.file("show.sh.out")));
-        std::string out = readFile(dir.file("show.sh.out"));
+        std::string out = waitForLine(dir.file("show.sh.out"));
         std::string where = row.inDir ? dir.path() : std::filesystem::current_path().string();
-        EXPECT_EQ(0u, out.find(std::to_string(guard.pids[0]) + "\n[a][][b][c]\n" + where + "\n"));
-        EXPECT_EQ(row.withEnv, out.find("\nQRIX_SHOWN=1\n") != std::string::npos);
+        EXPECT_EQ(0u, out.find(std::to_string(guard.pids.back()) + "\n[a][][b][c]\n" + where + "\n")) << out;
+        for (const char* entry : {"\nQRIX_EMPTY=\n", "\nQRIX_TWO=x=y\n", "\nQRIX_PROC_OVERRIDE=child\n"})
+            EXPECT_EQ(row.withEnv, out.find(entry) != std::string::npos) << entry;
+        EXPECT_EQ(std::string::npos, out.find("QRIX_NO_EQUALS"));
     }
+    int exitCode = -1;
+    EXPECT_EQ(PRES_OK, process.waitExitCode(exitCode));
+    EXPECT_EQ(0, exitCode);
+    // Collected: a query that fails gives what the object was made with, if it has such a value.
+    EXPECT_EQ("-504 |0 /bin/sh|0 " + dir.file("show.sh") + " a  b c|-504 |-504 99|-743 1|0 0", answers(process));
 }
 
 TEST(ProcessLifecycle, WaitFinishCollectsSoTheExitCodeIsLost)
@@ -296,38 +220,76 @@ TEST(ProcessLifecycle, WaitFinishCollectsSoTheExitCodeIsLost)
     EXPECT_EQ(-1, exitCode);
 }
 
-// An object whose child runs the waiting script in "/".
+// An object whose child runs a script in "/" that says when it is ready,
+// reports SIGTERM next to itself and otherwise runs for a minute; the shell
+// runs under a name with blanks and parentheses, longer than the kernel keeps.
 class RunningChild : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        script = waitingScript(dir, "run");
-        process.reset(new PProcess(L"/bin/sh", wide(script).c_str(), L"/"));
+        program = dir.file("a) (long program name");
+        ASSERT_EQ(0, symlink("/bin/sh", program.c_str()));
+        script = dir.file("run");
+        writeFile(script, "trap 'echo > \"$0.term\"; exit 3' TERM\necho > \"$0.ready\"\n"
+                          "for i in $(seq 600); do sleep 0.1; done\n");
+        process.reset(new PProcess(wide(program).c_str(), wide(script).c_str(), L"/"));
         ASSERT_EQ(PRES_OK, process->start());
         ASSERT_EQ(PRES_OK, process->getPID(pid));
         guard.pids = {pid};
         me = std::to_string(pid);
-        ASSERT_TRUE(waitForFile(script + ".ready"));
+        ASSERT_FALSE(waitForLine(script + ".ready").empty());
     }
     TempDir dir;
-    std::string script;
+    std::string program, script, me;
     std::unique_ptr<PProcess> process;
     unsigned int pid = 0;
-    std::string me;
     ChildGuard guard;
 };
 
-TEST_F(RunningChild, QueriesReadTheChildAndStartsAreRefused)
+TEST_F(RunningChild, QueriesReadProcAndTheTableAndStartsAreRefused)
 {
     std::string sh = std::filesystem::canonical("/bin/sh").string();
     std::string nice = std::to_string(getpriority(PRIO_PROCESS, 0));
     CapturedStderr quiet;
-    EXPECT_EQ("0 sh|0 " + sh + "|0 /bin/sh " + script + "|0 /|0 " + nice + "|-743 1|0 0", answers(*process));
+    EXPECT_EQ("0 a) (long progra|0 " + sh + "|0 \"" + program + "\" " + script + "|0 /|0 " + nice + "|-743 1|0 0",
+              answers(*process));
+    // The status file says "Uid:", so no id is read and no passwd line matches.
+    PString user(L"x");
+    EXPECT_EQ(PRES_OK, PProcess::getUserName(pid, user));
+    EXPECT_EQ(0u, user.len());
     EXPECT_EQ(PPROCESS_ERR_START, process->start());
     EXPECT_EQ(PPROCESS_ERR_START, process->startProcAsDifferentUser(L"user", L"password"));
-    unsigned int again = 0;
+    unsigned int again = 0, ppid = 0;
     ASSERT_EQ(PRES_OK, process->getPID(again));
     EXPECT_EQ(pid, again);
+    EXPECT_EQ(PRES_OK, PProcess::getParentPID(pid, ppid));
+    EXPECT_EQ(PProcess::getCurrentPID(), ppid);
+    std::vector<unsigned int> pids = {7}, appended = {7};
+    EXPECT_EQ(PRES_OK, PProcess::getChildPID(PProcess::getCurrentPID(), pids));
+    EXPECT_TRUE(contains(pids, pid) && !contains(pids, 7));
+    EXPECT_EQ(PRES_OK, list_pids_mac((int)PProcess::getCurrentPID(), appended));
+    EXPECT_TRUE(contains(appended, pid) && appended[0] == 7);
+    EXPECT_EQ(PRES_OK, PProcess::listPIDs(pids));
+    EXPECT_TRUE(contains(pids, 1) && contains(pids, PProcess::getCurrentPID()) && contains(pids, pid));
+}
+
+TEST_F(RunningChild, FindMatchesWholeNamesAndTheCommandLinesProgramWhenTheStatusNameIsCut)
+{
+    struct Row { std::wstring name; unsigned int pid, ppid; bool found; } rows[] = {
+        {L"/elsewhere/A) (LONG PROGRAM NAME", pid, PProcess::getCurrentPID(), true},
+        {L"a) (long program nam", pid, 0, false}, // a part only
+        {L"a) (long progra", pid, 0, false},      // the cut, which the command line does not give
+        {L"/test_process", PProcess::getCurrentPID(), (unsigned int)getppid(), true},
+    };
+    CapturedStderr quiet;
+    for (const Row& row : rows) {
+        std::vector<unsigned int> pids = {7}, ppids = {8};
+        EXPECT_EQ(PRES_OK, PProcess::find(row.name.c_str(), pids, ppids));
+        size_t at = std::find(pids.begin(), pids.end(), row.pid) - pids.begin();
+        ASSERT_TRUE(pids.size() == ppids.size() && pids[0] == 7 && ppids[0] == 8); // appended to, not emptied
+        EXPECT_EQ(row.found, at < pids.size()) << narrow(PString(row.name.c_str()));
+        EXPECT_TRUE(!row.found || ppids[at] == row.ppid);
+    }
 }
 
 TEST_F(RunningChild, WaitsPollInWholeSecondStepsUpToTheBound)
@@ -368,7 +330,7 @@ TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
     int code = 0;
     unsigned long long bytes = 0;
     std::vector<PString> env;
-    std::vector<unsigned int> pids, ppids;
+    std::vector<unsigned int> pids;
     PString text;
     auto own = [&] { process->isRunning(running); };
     auto getPid = [&] { process->getPID(u); };
@@ -379,7 +341,7 @@ TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
     auto parent = [&] { PProcess::getParentPID(pid, u), PProcess::getParentPID(NO_SUCH_PID, u); };
     auto queries = [&] {
         PProcess::getName(pid, text), PProcess::getPath(pid, text), PProcess::getCmdLine(pid, text);
-        PProcess::getWorkingDir(pid, text), PProcess::getUserName(pid, text), PProcess::find(L"x", pids, ppids);
+        PProcess::getWorkingDir(pid, text), PProcess::getUserName(pid, text), PProcess::find(L"x", pids, pids);
         PProcess::getSpecCPUUsage(UINT_MAX, u), PProcess::getEnvironment(pid, env);
         PProcess::getCurrentEnvironment(env);
     };
@@ -401,7 +363,7 @@ TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
         {10, "[PProcess::getPID] isRunning: 1, res: 0\n", getPid},
         {3, "[PProcess::getPID] return PID: " + me + "\n", getPid},
         {1, "', running: 1\n", again},
-        {-1, "[PProcess::start] Process already running fPath: '/bin/sh', fCmdLine: '" + script + "'\n", again},
+        {-1, "[PProcess::start] Process already running fPath: '" + program + "', fCmdLine: '" + script + "'\n", again},
         {1, "', fCmdLine: 'x', running: 0\n", empty},
         {1, "', fCmdLine: 'x', fEnv.size: 0\n", empty},
         {1, "[PProcess::start] Child process pid: ", child},
@@ -450,7 +412,7 @@ TEST_F(RunningChild, ObjectKillUsesSigkill)
 TEST_F(RunningChild, StaticKillAsksPolitely)
 {
     EXPECT_EQ(PRES_OK, PProcess::kill(pid));
-    EXPECT_TRUE(waitForFile(script + ".term"));
+    EXPECT_FALSE(waitForLine(script + ".term").empty());
 }
 
 // ---------------------------------------------------------------------------
@@ -458,8 +420,11 @@ TEST_F(RunningChild, StaticKillAsksPolitely)
 
 TEST(ProcessTree, ZombieKeepsItsRecordUntilTheSweepCollectsIt)
 {
-    unsigned int child = spawnChild({"/bin/true"});
-    ASSERT_TRUE(child && waitUntil([&] { return !isAlive(child); })); // a zombie until collected
+    std::fflush(nullptr);
+    pid_t child = fork();
+    if (child == 0)
+        _exit(0);
+    ASSERT_TRUE(child > 0 && waitUntil([&] { return !isAlive(child); })); // a zombie until collected
     bool running = false;
     EXPECT_EQ(PRES_OK, check_pid_running_mac(child, running));
     EXPECT_TRUE(running);
@@ -467,16 +432,12 @@ TEST(ProcessTree, ZombieKeepsItsRecordUntilTheSweepCollectsIt)
     EXPECT_FALSE(running);
 }
 
-TEST(ProcessTree, MissingProcessIsReportedAtOnceByEachOperation)
+TEST(ProcessTree, MissingProcessIsReportedAtOnce)
 {
     CapturedStderr quiet;
     unsigned int ppid = 99;
-    int priority = 0;
     std::vector<unsigned int> children = {7};
-    PString text;
-    int (*queries[])(unsigned int, PString&) = {&PProcess::getName, &PProcess::getPath, &PProcess::getCmdLine,
-                                                &PProcess::getWorkingDir,
-                                                [](unsigned int p, PString& t) { return PProcess::getUserName(p, t); }};
+    PString user(L"x");
     // Nothing was signalled, so nothing pauses.
     EXPECT_LT(secondsOf([&] {
         EXPECT_EQ(PPROCESS_ERR_KILL, PProcess::killSignal(NO_SUCH_PID, PPROCESS_KILL));
@@ -486,10 +447,8 @@ TEST(ProcessTree, MissingProcessIsReportedAtOnceByEachOperation)
     }), 0.9);
     EXPECT_EQ(PRES_NOT_FOUND, PProcess::getParentPID(NO_SUCH_PID, ppid));
     EXPECT_EQ(PRES_OK, PProcess::getChildPID(NO_SUCH_PID, children));
-    EXPECT_EQ(PRES_NOT_FOUND, PProcess::getPriority(NO_SUCH_PID, priority));
-    EXPECT_TRUE(ppid == 0 && children.empty() && priority == 0);
-    for (size_t i = 0; i < sizeof(queries) / sizeof(queries[0]); ++i)
-        EXPECT_EQ(PRES_NOT_FOUND, queries[i](NO_SUCH_PID, text)) << "query " << i;
+    EXPECT_EQ(PRES_NOT_FOUND, PProcess::getUserName(NO_SUCH_PID, user));
+    EXPECT_TRUE(ppid == 0 && children.empty() && user.len() == 0);
 }
 
 TEST(ProcessTree, KillTreeStopsRootFirstForcesWhatIgnoresTerminationAndReportsTheLastFailure)
@@ -507,7 +466,7 @@ TEST(ProcessTree, KillTreeStopsRootFirstForcesWhatIgnoresTerminationAndReportsTh
     unsigned int root = 0;
     ASSERT_EQ(PRES_OK, PProcess::start(L"/bin/sh", L"root.sh", wide(dir.path()).c_str(), root));
     for (const char* name : {"mid", "grand", "stubborn", "late"})
-        guard.pids.push_back(readPidFile(dir.file(name)));
+        guard.pids.push_back((unsigned int)std::strtoul(waitForLine(dir.file(name)).c_str(), nullptr, 10));
     unsigned int mid = guard.pids[0], grand = guard.pids[1], stubborn = guard.pids[2], late = guard.pids[3];
     guard.pids.push_back(root);
     ASSERT_TRUE(mid && grand && stubborn && late);
@@ -528,88 +487,19 @@ TEST(ProcessTree, KillTreeStopsRootFirstForcesWhatIgnoresTerminationAndReportsTh
         EXPECT_TRUE(waitUntil([&] { return !isAlive(pid); })) << pid;
 }
 
-// ---------------------------------------------------------------------------
-// Queries about a process that is not ours
-
-// Blanks and parentheses in the command name, a name past the kernel's 15
-// characters, and an argument with a blank.
-class WaywardChild : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        program = dir.file("a) (long program name");
-        ASSERT_EQ(0, symlink("/bin/sh", program.c_str()));
-        script = waitingScript(dir, "query");
-        pid = spawnChild({program, script, "a", "b c"});
-        guard.pids = {pid};
-        ASSERT_TRUE(pid && waitForFile(script + ".ready"));
-    }
-    TempDir dir;
-    std::string program;
-    std::string script;
-    unsigned int pid = 0;
-    ChildGuard guard;
-};
-
-TEST_F(WaywardChild, TextQueriesReadProc)
+TEST(ProcessQuery, UnmeasuredAnswersAreZeroAndCpuUsageIsAPercentage)
 {
-    struct Row { const char* what; int (*query)(unsigned int, PString&); std::string text; } rows[] = {
-        {"getName: the kernel's cut of the program name", &PProcess::getName, "a) (long progra"},
-        {"getPath: the executable behind the link", &PProcess::getPath,
-         std::filesystem::canonical("/bin/sh").string()},
-        {"getCmdLine: an argument with a blank in quotes", &PProcess::getCmdLine,
-         "\"" + program + "\" " + script + " a \"b c\""},
-        {"getWorkingDir: ours, inherited", &PProcess::getWorkingDir, std::filesystem::current_path().string()},
-        // The status file says "Uid:", so no id is read and no passwd line matches.
-        {"getUserName: nobody, the uid search is case-sensitive",
-         [](unsigned int p, PString& t) { return PProcess::getUserName(p, t); }, ""},
-    };
+    std::vector<PString> env(2), current(2);
+    unsigned long long bytes = 5, freeBytes = 5;
+    unsigned int usage = 5, oneUsage = 5, cpu = 1000;
     CapturedStderr quiet;
-    for (const Row& row : rows) {
-        PString text(L"x");
-        EXPECT_EQ(PRES_OK, row.query(pid, text)) << row.what;
-        EXPECT_EQ(row.text, narrow(text)) << row.what;
-    }
-}
-
-TEST_F(WaywardChild, TableKnowsItsParentAndListsIt)
-{
-    unsigned int ppid = 0;
-    EXPECT_EQ(PRES_OK, PProcess::getParentPID(pid, ppid));
-    EXPECT_EQ(PProcess::getCurrentPID(), ppid);
-    std::vector<unsigned int> pids = {7}, appended = {7};
-    EXPECT_EQ(PRES_OK, PProcess::getChildPID(PProcess::getCurrentPID(), pids));
-    EXPECT_TRUE(contains(pids, pid) && !contains(pids, 7));
-    EXPECT_EQ(PRES_OK, list_pids_mac((int)PProcess::getCurrentPID(), appended));
-    EXPECT_TRUE(contains(appended, pid) && appended[0] == 7);
-    EXPECT_EQ(PRES_OK, PProcess::listPIDs(pids));
-    EXPECT_TRUE(contains(pids, 1) && contains(pids, PProcess::getCurrentPID()) && contains(pids, pid));
-}
-
-TEST_F(WaywardChild, FindMatchesWholeNamesAndTheCommandLinesProgramWhenTheStatusNameIsCut)
-{
-    struct Row { std::wstring name; unsigned int pid, ppid; bool found; } rows[] = {
-        {L"/elsewhere/A) (LONG PROGRAM NAME", pid, PProcess::getCurrentPID(), true},
-        {L"a) (long program nam", pid, 0, false}, // a part only
-        {L"a) (long progra", pid, 0, false},      // the cut, which the command line does not give
-        {L"/test_process", PProcess::getCurrentPID(), (unsigned int)getppid(), true},
-    };
-    CapturedStderr quiet;
-    for (const Row& row : rows) {
-        std::vector<unsigned int> pids = {7}, ppids = {8};
-        EXPECT_EQ(PRES_OK, PProcess::find(row.name.c_str(), pids, ppids));
-        size_t at = std::find(pids.begin(), pids.end(), row.pid) - pids.begin();
-        ASSERT_TRUE(pids.size() == ppids.size() && pids[0] == 7 && ppids[0] == 8); // appended to, not emptied
-        EXPECT_EQ(row.found, at < pids.size()) << narrow(PString(row.name.c_str()));
-        EXPECT_TRUE(!row.found || ppids[at] == row.ppid);
-    }
-}
-
-TEST(ProcessQuery, CpuUsageIsAPercentage)
-{
-    CapturedStderr quiet;
-    unsigned int usage = 1000;
-    EXPECT_EQ(PRES_OK, PProcess::getSpecCPUUsage(0, usage));
-    EXPECT_LE(usage, 100u);
-    EXPECT_EQ(PRES_FAILED, PProcess::getSpecCPUUsage(UINT_MAX, usage));
+    int rc[] = {PProcess::getEnvironment(1, env), PProcess::getCurrentEnvironment(current),
+                PProcess::getMemoryUsage(1, bytes), PProcess::getFreeMemory(freeBytes),
+                PProcess::getCPUUsage(usage), PProcess::getCPUUsage(1, oneUsage), PProcess::getSpecCPUUsage(0, cpu)};
+    for (int r : rc)
+        EXPECT_EQ(PRES_OK, r);
+    EXPECT_TRUE(env.empty() && current.empty());
+    EXPECT_EQ(5u, bytes); // not written
+    EXPECT_TRUE(freeBytes == 0 && usage == 0 && oneUsage == 0 && cpu <= 100);
+    EXPECT_EQ(PRES_FAILED, PProcess::getSpecCPUUsage(UINT_MAX, cpu));
 }

@@ -307,6 +307,11 @@ TEST_F(RunningChild, WaitsPollInWholeSecondStepsUpToTheBound)
     // The object's polls leave no line: two whole-second sleeps, not three.
     double seconds = secondsOf([&] { EXPECT_TRUE(process->waitFinish(2500)); });
     EXPECT_TRUE(seconds > 1.5 && seconds < 2.9) << seconds;
+    // A long wait polls every tenth of it: a child of one second is seen gone after three.
+    unsigned int brief = 0;
+    ASSERT_EQ(PRES_OK, PProcess::start(L"/bin/sleep", L"1", brief));
+    seconds = secondsOf([&] { EXPECT_FALSE(PProcess::waitFinish(brief, 30000)); });
+    EXPECT_TRUE(seconds > 2.5 && seconds < 5) << seconds;
 }
 
 TEST_F(RunningChild, WaitExitCodeTellsAnInterruptedWaitAndAStop)
@@ -340,6 +345,19 @@ TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
     auto empty = [&] { PProcess(L"", L"x").start(); };
     auto child = [&] { PProcess p(L"/bin/true", L""); p.start(); p.waitExitCode(code); };
     auto tree = [&] { PProcess::killTree(NO_SUCH_PID); };
+    // Forgets a running child, then one that SIGKILL ended.
+    auto forget = [&] {
+        siginfo_t info;
+        for (int ended = 0; ended < 2; ++ended) {
+            PProcess p(L"/bin/sleep", L"60");
+            p.start();
+            p.getPID(u);
+            if (ended)
+                ::kill((pid_t)u, SIGKILL), waitid(P_PID, u, &info, WEXITED | WNOWAIT);
+            p.clearProcessInfo();
+            ::kill((pid_t)u, SIGKILL), waitpid((pid_t)u, nullptr, 0);
+        }
+    };
     auto parent = [&] { PProcess::getParentPID(pid, u), PProcess::getParentPID(NO_SUCH_PID, u); };
     auto queries = [&] {
         PProcess::getName(pid, text), PProcess::getPath(pid, text), PProcess::getCmdLine(pid, text);
@@ -371,6 +389,8 @@ TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
         {1, "[PProcess::start] Child process pid: ", child},
         {0, "[PProcess::start] Child process started with pid: ", child},
         {1, "[PProcess::start] execvp('/bin/true') pid: ", child},
+        {1, "[PProcess::clearProcessInfo] process pid: ", forget},
+        {1, "[PProcess::clearProcessInfo] Process was terminated by a signal pid: ", forget},
         {0, "[PProcess::killTree] pid [" + NONE + "]\n", tree},
         {0, "[DBGONLY][PProcess::killTree] getChildPID for PID [" + NONE + "]\n", tree},
         {2, "[PProcess::killTree] got [0] children for PID [" + NONE + "]\n", tree},
@@ -413,7 +433,9 @@ TEST_F(RunningChild, ObjectKillUsesSigkill)
 
 TEST_F(RunningChild, StaticKillAsksPolitely)
 {
-    EXPECT_EQ(PRES_OK, PProcess::kill(pid));
+    // It ends within the pause, and is collected, being our child.
+    EXPECT_GE(secondsOf([&] { EXPECT_EQ(PRES_OK, PProcess::kill(pid)); }), 0.99);
+    EXPECT_FALSE(pathExists("/proc/" + me));
     EXPECT_FALSE(waitForLine(script + ".term").empty());
 }
 
@@ -467,11 +489,11 @@ TEST(ProcessTree, KillTreeStopsRootFirstForcesWhatIgnoresTerminationAndReportsTh
     // Orphans come back to us, so that their ends are collected here.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     TempDir dir;
-    // mid takes its child with it; stubborn's child comes after that one.
-    writeFile(dir.file("mid.sh"), "/bin/sleep 60 & echo $! > grand\ntrap 'kill $!; wait; exit' TERM\n"
-                                  "echo $$ > mid\nwait\n");
+    // mid takes its first child with it, not the second.
+    writeFile(dir.file("mid.sh"), "/bin/sleep 60 & g=$!\n/bin/sleep 60 & echo $! > late\n"
+                                  "trap 'kill $g; wait $g; exit' TERM\necho $g > grand; echo $$ > mid\nwait\n");
     writeFile(dir.file("root.sh"), "/bin/sh mid.sh &\n"
-                                   "/bin/sh -c '/bin/sleep 60 & echo $! > late; trap \"\" TERM; echo $$ > stubborn; wait' &\n"
+                                   "/bin/sh -c 'trap \"\" TERM; echo $$ > stubborn; exec /bin/sleep 60' &\n"
                                    "exec /bin/sleep 60\n");
     ChildGuard guard;
     unsigned int root = 0;
@@ -507,11 +529,13 @@ TEST(ProcessQuery, UnmeasuredAnswersAreZeroAndCpuUsageIsAPercentage)
     CapturedStderr quiet;
     int rc[] = {PProcess::getEnvironment(1, env), PProcess::getCurrentEnvironment(current),
                 PProcess::getMemoryUsage(1, bytes), PProcess::getFreeMemory(freeBytes),
-                PProcess::getCPUUsage(usage), PProcess::getCPUUsage(1, oneUsage), PProcess::getSpecCPUUsage(0, cpu)};
+                PProcess::getCPUUsage(usage), PProcess::getCPUUsage(1, oneUsage)};
     for (int r : rc)
         EXPECT_EQ(PRES_OK, r);
     EXPECT_TRUE(env.empty() && current.empty());
     EXPECT_EQ(5u, bytes); // not written
+    // The two samples are 400 ms apart.
+    EXPECT_GE(secondsOf([&] { EXPECT_EQ(PRES_OK, PProcess::getSpecCPUUsage(0, cpu)); }), 0.39);
     EXPECT_TRUE(freeBytes == 0 && usage == 0 && oneUsage == 0 && cpu <= 100);
     EXPECT_EQ(PRES_FAILED, PProcess::getSpecCPUUsage(UINT_MAX, cpu));
 }

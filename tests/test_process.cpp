@@ -506,7 +506,9 @@ TEST(ProcessTree, KillTreeStopsRootFirstForcesWhatIgnoresTerminationAndReportsTh
 
     ScopedEnv debug("PL_DEBUG", "1");
     CapturedStderr err;
-    EXPECT_EQ(PPROCESS_ERR_KILL, PProcess::killTree(root));
+    // One second's pause per signal sent, two of grace for the stubborn one.
+    double seconds = secondsOf([&] { EXPECT_EQ(PPROCESS_ERR_KILL, PProcess::killTree(root)); });
+    EXPECT_TRUE(seconds > 6.9 && seconds < 10) << seconds;
     std::string log = err.text();
     auto killing = [&](unsigned int pid) { return log.find("killing pid [" + std::to_string(pid) + "]\n"); };
     ASSERT_NE(std::string::npos, killing(late));

@@ -1,5 +1,5 @@
 // Child processes, process trees and process queries, with real children:
-// shell scripts written to a private directory, sleep and echo.
+// shell scripts written to a private directory, sleep and true.
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/ptrace.h>
@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <chrono>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -102,8 +103,8 @@ std::string answers(const PProcess& p)
     int priority = 99;
     std::vector<PString> env(1);
     unsigned long long bytes = 99;
-    int rc[] = {p.getName(text[0]),     p.getPath(text[1]),     p.getCmdLine(text[2]),
-                p.getWorkingDir(text[3]), p.getPriority(priority), p.getEnvironment(env), p.getMemoryUsage(bytes)};
+    int rc[] = {p.getName(text[0]), p.getPath(text[1]), p.getCmdLine(text[2]), p.getWorkingDir(text[3]),
+                p.getPriority(priority), p.getEnvironment(env), p.getMemoryUsage(bytes)};
     std::ostringstream out;
     for (int i = 0; i < 4; ++i)
         out << rc[i] << ' ' << narrow(text[i]) << '|';

@@ -160,10 +160,12 @@ TEST(ProcessLifecycle, ObjectWithoutAChildAnswersNoProcess)
     EXPECT_EQ("-743 ?|-743 ?|-743 ?|-743 ?|-743 99|-743 1|0 0", answers(process));
     // An empty path never forks: there is nothing to wait for then.
     EXPECT_EQ(PRES_NOT_FOUND, process.start());
+    EXPECT_EQ(PRES_NOT_FOUND, PProcess::start(L"", L"x", pid));
     EXPECT_EQ(PRES_NOT_IMPLEMENTED, process.startProcAsDifferentUser(L"user", L"password"));
     EXPECT_EQ(PPROCESS_ERR_NO_PROCESS, process.getPID(pid));
     EXPECT_EQ(PPROCESS_ERR_NO_PROCESS, process.waitExitCode(exitCode));
     EXPECT_EQ(PRES_OK, process.kill());
+    EXPECT_FALSE(process.waitFinish(5000));
     EXPECT_TRUE(pid == 7 && exitCode == -1);
     EXPECT_NE(std::string::npos, err.text().find("\n\n[DBGONLY][PProcess::start] Empty process path: "));
 }
@@ -181,12 +183,13 @@ TEST(ProcessLifecycle, EveryStartPassesArgumentsDirectoryAndEnvironment)
     PString sh(L" /bin/sh "), line((L"  " + wide(dir.file("show.sh")) + L" a  b c  ").c_str());
     PString cwd((L" " + wide(dir.path()) + L" ").c_str());
     std::vector<PString> env = {L"QRIX_NO_EQUALS", L"QRIX_EMPTY=", L"QRIX_TWO=x=y", L"QRIX_PROC_OVERRIDE=child"};
-    PProcess process(sh, line, cwd, env);
+    PProcess process(sh, line, cwd, env), withEnv(sh, line, env);
     struct Row { bool inDir, withEnv; std::function<int(unsigned int&)> start; } rows[] = {
         {false, false, [&](unsigned int& pid) { return PProcess::start(sh, line, pid); }},
         {true, false, [&](unsigned int& pid) { return PProcess::start(sh, line, cwd, pid); }},
         {false, true, [&](unsigned int& pid) { return PProcess::start(sh, line, env, pid); }},
         {true, true, [&](unsigned int& pid) { return PProcess::start(sh, line, cwd, env, pid); }},
+        {false, true, [&](unsigned int& pid) { return withEnv.start() ? -1 : withEnv.getPID(pid); }},
         // Last, since the other starts collect ended children.
         {true, true, [&](unsigned int& pid) { return process.start() ? -1 : process.getPID(pid); }},
     };

@@ -123,7 +123,8 @@ TEST(ProcText, BusyPercentIsSinglePrecisionAndTruncated)
         {{0, 0, 0, 0}, {1, 0, 5, 0}, 99}, // 100 in exact arithmetic
         {{0, 0, 0, 0}, {97, 0, 0, 97}, 49}, {{0, 0, 0, 0}, {1, 2, 3, 1}, 85},
         {{5, 5, 5, 5}, {5, 5, 5, 5}, 0},   // no ticks: the total is raised to 1
-        {{0, 0, 0, 10}, {5, 0, 0, 5}, 500}, // idle went back: a total of 0 is raised too
+        {{0, 0, 0, 10}, {5, 0, 0, 5}, 500}, // idle went back: a total of 0 is raised too, and one of -9
+        {{0, 0, 0, 10}, {1, 0, 0, 0}, 100},
         {{10, 0, 0, 0}, {0, 0, 0, 100}, 0}, // a counter that went back
     };
     for (const Row& row : rows)

@@ -77,7 +77,7 @@ bool contains(const std::vector<unsigned int>& v, unsigned int x)
 }
 
 // A line tagged with `level` holds `text` at PL_DEBUG=level; no line does one below.
-::testing::AssertionResult printsFromLevel(int level, const std::string& text, const std::function<void()>& trigger)
+::testing::AssertionResult taggedFromLevel(int level, const std::string& text, const std::function<void()>& trigger)
 {
     char tag[32];
     std::snprintf(tag, sizeof(tag), "[PL_DBG]<%02d> ", level);
@@ -414,7 +414,7 @@ TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
     for (const char* query : {"getName", "getPath", "getCmdLine", "getWorkingDir", "getUserName"})
         rows.push_back({-1, std::string("[PProcess::") + query + "] pid: " + me + warning, queries});
     for (const Row& row : rows)
-        EXPECT_TRUE(printsFromLevel(row.level, row.text, row.trigger));
+        EXPECT_TRUE(taggedFromLevel(row.level, row.text, row.trigger));
 }
 
 TEST_F(RunningChild, ObjectKillUsesSigkill)

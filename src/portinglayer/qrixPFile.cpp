@@ -182,7 +182,7 @@ int PFile::popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock)
 
     PPtr<char> narrow(path.ascii(), PTR_ARRAY);
     // O_CLOEXEC marks the descriptor in the open itself, so no thread that
-    // forks meanwhile inherits it, and no fcntl is left that could fail.
+    // forks meanwhile inherits it.
     fHandle = narrow ? ::open(narrow, flags | O_CLOEXEC, 0644) : failNullPath();
     if (fHandle == -1) {
         if (errno == ENOENT)
@@ -191,6 +191,10 @@ int PFile::popen(const PLiteral& iPath, unsigned int mode, unsigned int iNoLock)
                printable(narrow), errno, strerror(errno));
         return PFILE_ERR_OPEN;
     }
+    // The design's own marking stays, with its report, should it ever fail.
+    if (fcntl(fHandle, F_SETFD, FD_CLOEXEC) == -1)
+        PL_ERR("\n\n[DBGONLY][PFile::popen] Failed fcntl(%d, FD_CLOEXEC) errno: %d %s\n\n", fHandle, errno,
+               strerror(errno));
 
     if (iNoLock == 0 && flock(fHandle, LOCK_EX | LOCK_NB) == -1) {
         if (errno == EWOULDBLOCK) {
@@ -224,7 +228,7 @@ int PFile::openWriteRename(const PString& target)
     *--first = L'-';
     first = decimalDigits(pid, first);
     first -= markLength;
-    std::wmemcpy(first, MARK, markLength);
+    copyWide(first, MARK, markLength);
 
     // A sibling of the target, so that the final rename stays on one file system.
     PString temporary(target);

@@ -25,7 +25,7 @@ find "$build" -name '*.gcda' -delete
 ctest --test-dir "$build" --output-on-failure -j2 -E install_consumer || status=$?
 
 mkdir -p "$build/coverage"
-gcovr_args=(--root "$root" --filter "$root/src/portinglayer/" --object-directory "$build"
+gcovr_args=(--root "$root" --filter "$root/src/portinglayer/" --object-directory "$build" "$build"
     --exclude-throw-branches --exclude-unreachable-branches)
 gcovr "${gcovr_args[@]}" --txt                                   # lines per file
 gcovr "${gcovr_args[@]}" --txt --branches --print-summary \

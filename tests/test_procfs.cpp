@@ -1,5 +1,6 @@
 // The /proc parsers on literal texts: what the process queries make of the
 // files the kernel writes, including the quirks of reading them in pieces.
+#include <climits>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -35,6 +36,8 @@ TEST(ProcText, StatFieldsAreReadAfterTheLastParenthesis)
         EXPECT_TRUE(row.state == 0 || (r.pid == 12 && r.state == row.state && r.ppid == 45 && r.flags == 4194560u &&
                                         r.priority == 20 && r.nice == -5 && r.startSeconds == 5));
     }
+    ProcRecord r{};
+    EXPECT_TRUE(parseStat(("1 (x) S" + fields).c_str(), 0, r) && r.startSeconds == 0); // no clock rate known
 }
 
 TEST(ProcText, StatusFieldsAreTheFirstOfEachLabelInPiecesOf255Bytes)
@@ -126,6 +129,7 @@ TEST(ProcText, BusyPercentIsSinglePrecisionAndTruncated)
         {{0, 0, 0, 10}, {5, 0, 0, 5}, 500}, // idle went back: a total of 0 is raised too, and one of -9
         {{0, 0, 0, 10}, {1, 0, 0, 0}, 100},
         {{10, 0, 0, 0}, {0, 0, 0, 100}, 0}, // a counter that went back
+        {{0, 0, 0, 0}, {1000000000000, 0, 0, -999999999999}, UINT_MAX},
     };
     for (const Row& row : rows)
         EXPECT_EQ(row.percent, cpuBusyPercent(row.before, row.after)) << row.after[0] << " " << row.after[3];

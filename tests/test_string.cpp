@@ -2,6 +2,8 @@
 // and the narrow conversions, quirks included.
 #include <clocale>
 
+#include "qrixText.h"
+
 #include "testSupport.h"
 
 namespace {
@@ -24,6 +26,10 @@ TEST(PLiteralSearch, PositionsForwardAndReverse)
         {L"abc", L"ab", 0, true, false, PRES_OK, 0},      {L"abc", L"ABC", 0, true, true, PRES_OK, 0},
         {L"xaA", nullptr, L'A', false, true, PRES_OK, 1}, {L"xaA", nullptr, L'A', true, true, PRES_OK, 2},
         {L"xaA", nullptr, L'a', true, false, PRES_OK, 1}, {L"", nullptr, L'a', false, false, PRES_NOT_FOUND, 99},
+        {L"xAa", nullptr, L'a', true, true, PRES_OK, 2},  {L"xAa", nullptr, L'A', false, true, PRES_OK, 1},
+        {L"xa", nullptr, L'A', false, true, PRES_OK, 1},  {L"xA", nullptr, L'a', true, true, PRES_OK, 1},
+        {L"xb", nullptr, L'a', false, true, PRES_NOT_FOUND, 99}, {L"", nullptr, 0, false, false, PRES_OK, 0},
+        {L"abc", nullptr, 0, false, false, PRES_NOT_FOUND, 99},
         // The forward search jumps between first-character candidates.
         {L"abc", L"abc", 0, false, false, PRES_OK, 0},     {L"xxab", L"ab", 0, false, false, PRES_OK, 2},
         {L"aaab", L"aab", 0, false, false, PRES_OK, 1},    {L"abab", L"b", 0, false, false, PRES_OK, 1},
@@ -51,6 +57,7 @@ TEST(PLiteralCompare, OrderIsByLengthFirst)
     EXPECT_TRUE(PLiteral(L"aa").cmp(L"b") > 0 && PLiteral(L"aa") > L"b" && PLiteral(L"abc").cmp(L"abd") < 0);
     EXPECT_TRUE(PLiteral().cmp(L"") == 0 && PLiteral() == PLiteral(L"") && PLiteral(L"") < L"a");
     EXPECT_TRUE(PLiteral(L"ab").cmp(L"abc", 2) == 0 && PString(L"abc") != L"abC");
+    EXPECT_TRUE(PLiteral().cmp(L"a") < 0 && PLiteral(L"ab").cmp(nullptr, 1) > 0);
 }
 
 TEST(PLiteralAffixes, StartsWithIgnoresItsLengthEndsWithDoesNot)
@@ -58,6 +65,7 @@ TEST(PLiteralAffixes, StartsWithIgnoresItsLengthEndsWithDoesNot)
     PLiteral abc(L"abc"), empty(L"");
     EXPECT_TRUE(abc.startsWith(L"ab", 1, false) && !abc.startsWith(L"abd", 2, false) && !abc.endsWith(L"bc", 1, false));
     EXPECT_TRUE(abc.endsWith(L"bc", 2, false) && abc.endsWith(PLiteral(L"BC"), true));
+    EXPECT_TRUE(abc.startsWith(L"ab", PSTR_ALL, false) && abc.endsWith(L"bc", PSTR_ALL, false));
     EXPECT_TRUE(abc.startsWith(PLiteral(L"AB"), true) && !abc.startsWith(PLiteral(L"AB"), false));
     EXPECT_TRUE(!abc.endsWith(empty, false) && empty.endsWith(empty, false) && empty.startsWith(empty, false));
     // A literal whose length stops short of its terminator is tested whole.
@@ -100,7 +108,12 @@ TEST(PStringEdit, EveryEditReturnsItsCodeAndLeavesItsText)
         // As for set: a length beyond the source is refused, not read past its end.
         {L"abc", [](PString& s) { return s.insert(1, PLiteral(L"XYZ"), 4); }, PRES_INVALID_ARG, L"abc"},
         {L"abc", [](PString& s) { return s.insert(1, View(L"XYZ", 1), 2); }, PRES_INVALID_ARG, L"abc"},
-        {L"abc", [](PString& s) { return s.insert(0, nullptr); }, PRES_OK, L"abc"},
+        {L"abc", [](PString& s) { return s.insert(0, nullptr) + s.insert(1, L"") + s.fill(L'x', 0); }, PRES_OK, L"abc"},
+        {L"abc", [](PString& s) { return s.insert(1, PLiteral(L"XY")); }, PRES_OK, L"aXYbc"},
+        {L"ab", [](PString& s) { return s.set(PLiteral(L"xyz")); }, PRES_OK, L"xyz"},
+        {L"ab", [](PString& s) { return s = static_cast<const PLiteral&>(s), s = *&s, 0; }, PRES_OK, L"ab"},
+        {L"", [](PString& s) { return s.trim() + s.stripall(); }, PRES_OK, L""},
+        {L"ab", [](PString& s) { return s.cat((const char*)nullptr); }, PRES_NO_MEMORY, L"ab"},
         {L"ab", [&](PString& s) { return s.insert(3, L"x", wide64); }, PRES_INVALID_ARG, L"ab"},
         {L"", [](PString& s) { return s.insert(0, L"new"); }, PRES_OK, L"new"},
         {L"aXYbc", [](PString& s) { return s.erase(1, 2); }, PRES_OK, L"abc"},
@@ -184,4 +197,15 @@ TEST(PStringConversion, MultibyteTextUnderUtf8NoneInTheCLocale)
     ScopedUtf8Locale c("C");
     PPtr<char> plain(PString(L"plain").ascii(), PTR_ARRAY);
     EXPECT_TRUE(PLiteral::pwchar2pchar(L"€", PSTR_ALL) == nullptr && std::string(plain.getPtr() ?: "") == "plain");
+    EXPECT_TRUE(!PLiteral::pwchar2pchar(nullptr, 3) && !PLiteral::pwchar2pchar(L"a", 0));
+}
+
+// Every size the library computes goes through these: a wrap must saturate
+// to a size no allocation can have.
+TEST(SizeArithmetic, SaturatesAndRefusesArraysBeyondTheAddressSpace)
+{
+    using namespace qrix::detail;
+    EXPECT_TRUE(sizeAdd(1, 2, 3) == 6 && sizeAdd(ULONG_MAX, 1) == ULONG_MAX && sizeAdd(ULONG_MAX - 1, 1, 1) == ULONG_MAX);
+    EXPECT_TRUE(sizeMul(3, 4) == 12 && sizeMul(ULONG_MAX / 2, 3) == ULONG_MAX && wideBytes(ULONG_MAX) == SIZE_MAX);
+    EXPECT_TRUE(!newArray<wchar_t>(PTRDIFF_MAX / sizeof(wchar_t) + 1) && !newZeroedArray<char>(ULONG_MAX));
 }

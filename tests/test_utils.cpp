@@ -50,7 +50,7 @@ TEST(PUtilsConvert, TextToNumbersAtTheirLimits)
         EXPECT_EQ(parsed(PUtils::strToBool, bad, true), std::make_pair(PRES_BAD_FORMAT, true)) << bad;
     EXPECT_EQ(parsed(PUtils::hexToByte, L"f", 'q'), std::make_pair(PRES_OK, (char)15));
     EXPECT_EQ(parsed(PUtils::hexToByte, L"FF", 'q'), std::make_pair(PRES_OK, (char)0xFF));
-    for (const wchar_t* bad : {L"1ff", L"", L"g"})
+    for (const wchar_t* bad : {L"1ff", L"", L"g", (const wchar_t*)nullptr})
         EXPECT_EQ(parsed(PUtils::hexToByte, bad, 'q'), std::make_pair(PRES_BAD_FORMAT, 'q')) << bad;
     const std::pair<wchar_t, int> digits[] = {{L'0', 0}, {L'9', 9}, {L'A', 10}, {L'F', 15},
                                               {L'a', 10}, {L'f', 15}, {L'g', -1}, {L'G', -1}, {L'/', -1}};
@@ -82,7 +82,7 @@ TEST(PUtilsText, DigitChecksAndTheEmptyExtension)
         {L"-12", 3, true, true, false},  {L"-12", 3, false, false, false}, {L"1-2", 3, true, false, false},
         {L"+", 1, true, true, false},    {L"+", 1, false, false, false},   {L"x", 0, false, true, true},
         {L"09aF", 4, false, false, true}, {L"09af", 2, false, true, true},  {L"fg", 2, true, false, false},
-        {L"123", PSTR_ALL, false, true, true},
+        {L"123", PSTR_ALL, false, true, true}, {nullptr, PSTR_ALL, false, true, true}, {nullptr, 2, true, true, true},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(PUtils::isDec(c.s, c.n, c.sign), c.dec) << narrowed(PString(c.s)) << " " << c.n << " " << c.sign;
@@ -98,7 +98,7 @@ TEST(PUtilsBinary, RoundTripBlanksAndRejections)
     const unsigned char bytes[] = {0x00, 0x0A, 0xFF};
     PString s;
     ASSERT_TRUE(PUtils::binaryToStr(bytes, 3, s) == PRES_OK && s == L"0x00, 0x0A, 0xFF");
-    for (const wchar_t* in : {s.ptr(), L"0x0,0xa,0xff", L" 0x00, 0x0A,0xfF "}) {
+    for (const wchar_t* in : {s.ptr(), L"0x0,0xa,0xff", L" 0x00, 0x0A,0xfF, "}) {
         unsigned char* data = nullptr;
         unsigned long size = 0;
         ASSERT_EQ(PUtils::strToBinary(in, data, size), PRES_OK) << in;
@@ -118,6 +118,7 @@ TEST(PUtilsText, SplittingArgumentsAndLinks)
 {
     PString key(L"k0"), val(L"v0");
     EXPECT_TRUE(PUtils::getKeyValue(L"novalue", key, val, L'=') == PRES_NOT_FOUND && key == L"k0");
+    EXPECT_EQ(PUtils::getKeyValue(View(L"a=b", 1), key, val, L'='), PRES_NOT_FOUND); // '=' beyond the view
     EXPECT_TRUE(PUtils::getKeyValue(L"  name = a=b ", key, val, L'=') == PRES_OK && key == L"name" && val == L"a=b");
 
     char p0[] = "/bin/x", p1[] = "a=b";
@@ -133,6 +134,7 @@ TEST(PUtilsText, SplittingArgumentsAndLinks)
     // No link parses where executables have no extension; outputs are cleared.
     PString target(L"t"), rest(L"a");
     EXPECT_TRUE(PUtils::parseLink(L"a#b", target, rest) == PRES_INVALID_ARG && target.len() + rest.len() == 0);
+    EXPECT_EQ(PUtils::parseLink(L"ab", target, rest), PRES_INVALID_ARG);
 }
 
 TEST(PUtilsFormat, FormatsAndCutsAtTheCapacity)
@@ -154,13 +156,19 @@ TEST(PUtilsHostileSizes, WrappedSizesAndMissingVectors)
     PString out(L"old");
     for (unsigned long size : {ULONG_MAX / 6 + 1, ULONG_MAX / 6, ULONG_MAX})
         EXPECT_TRUE(PUtils::binaryToStr(&byte, size, out) == PRES_NO_MEMORY && out == L"old") << size;
+    EXPECT_TRUE(PUtils::binaryToStr(nullptr, 1, out) == PRES_INVALID_ARG && PUtils::binaryToStr(&byte, 0, out) == PRES_INVALID_ARG);
+    PLiteral none;
+    out = L"old";
+    EXPECT_TRUE(formatView(out, &none) == PRES_OK && out.len() == 0); // no format: emptied all the same
     View lying(L"%d", ULONG_MAX - 2047);
     EXPECT_TRUE(formatView(out, &lying, 5) == PRES_NO_MEMORY && out.ptr() == nullptr);
 
     PString* args = nullptr;
     unsigned long count = 7;
     EXPECT_TRUE(PUtils::convertArgs(1, nullptr, args, count, L'=') == PRES_INVALID_ARG && !args && count == 7);
-    ASSERT_EQ(PUtils::convertArgs(0, nullptr, args, count, L'='), PRES_OK);
-    EXPECT_EQ(count, 0u);
-    delete[] args;
+    for (int argc : {0, -1}) {
+        ASSERT_EQ(PUtils::convertArgs(argc, nullptr, args, count, L'='), PRES_OK);
+        EXPECT_EQ(count, 0u);
+        delete[] args;
+    }
 }

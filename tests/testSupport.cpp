@@ -3,7 +3,9 @@
 #include <ftw.h>
 #include <semaphore.h>
 
+#include <csignal>
 #include <clocale>
+#include <cstring>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -104,6 +106,22 @@ PString widen(const std::string& s) { return PString(std::wstring(s.begin(), s.e
 
 std::string narrowed(const PLiteral& s) { return s.ptr() ? std::string(s.ptr(), s.ptr() + s.len()) : std::string(); }
 
+std::wstring wideText(const PLiteral& s) { return s.ptr() ? std::wstring(s.ptr(), s.len()) : std::wstring(); }
+
+char procState(pid_t pid)
+{
+    std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
+    size_t name = stat.rfind(')');
+    return name == std::string::npos || name + 2 >= stat.size() ? 0 : stat[name + 2];
+}
+
+ChildGuard::~ChildGuard()
+{
+    for (unsigned int pid : pids)
+        if (pid > 0 && kill((pid_t)pid, SIGKILL) == 0) // 0 would be our own group
+            waitpid((pid_t)pid, nullptr, 0);
+}
+
 std::string stderrOf(const std::function<void()>& action)
 {
     CapturedStderr err;
@@ -114,15 +132,24 @@ std::string stderrOf(const std::function<void()>& action)
 ::testing::AssertionResult printsFromLevel(int level, const std::string& line, const std::function<void()>& trigger,
                                            int count)
 {
+    char tag[32];
+    std::snprintf(tag, sizeof(tag), "[PL_DBG]<%02d> ", level);
     int found[2];
+    std::string shown;
     for (int below = 0; below < 2; ++below) {
         ScopedEnv env("PL_DEBUG", std::to_string(level - below).c_str());
-        found[below] = countOccurrences(stderrOf(trigger), line);
+        std::string text = stderrOf(trigger);
+        found[below] = countOccurrences(text, line);
+        if (below == 0)
+            shown = text;
     }
-    if (found[0] == count && found[1] == 0)
+    size_t at = shown.find(line), lineStart = at == std::string::npos ? at : shown.rfind('\n', at);
+    size_t tagAt = line.rfind("[PL_DBG]<", 0) == 0 ? at : shown.find("[PL_DBG]<", lineStart + 1);
+    bool tagged = tagAt != std::string::npos && tagAt <= at && shown.compare(tagAt, std::strlen(tag), tag) == 0;
+    if ((count == 0 ? found[0] > 0 : found[0] == count) && found[1] == 0 && tagged)
         return ::testing::AssertionSuccess();
     return ::testing::AssertionFailure() << "'" << line << "' printed " << found[0] << " times at PL_DEBUG=" << level
-                                         << " and " << found[1] << " times one below";
+                                         << " and " << found[1] << " times one below:\n" << shown;
 }
 
 static pid_t gTestProgramPid = 0;

@@ -83,14 +83,43 @@ struct SemName {
     bool exists() const;
 };
 
-// Wide copy of ASCII text, and the narrow copy of a wide one.
+// Wide copy of ASCII text, and the narrow and wide copies of a string's text.
 PString widen(const std::string& s);
 std::string narrowed(const PLiteral& s);
+std::wstring wideText(const PLiteral& s);
+
+// A view whose length is set independently of its terminator.
+struct View : PLiteral {
+    View(const wchar_t* p, unsigned long n) { fPtr = p, fLen = n; }
+};
+
+// Not representable in the C locale the tests run in.
+constexpr const wchar_t* kUnconvertible = L"\x4e2d";
+
+// Polls `done` every 10 ms for ten seconds at most; its last answer.
+template <class Done>
+bool waitUntil(Done done)
+{
+    for (int i = 0; i < 1000 && !done(); ++i)
+        usleep(10000);
+    return done();
+}
+
+// The state letter in /proc/<pid>/stat ('Z' for a zombie), 0 once it is gone.
+char procState(pid_t pid);
+
+// Kills and collects the children a test leaves, so that a failed assertion
+// leaves none running.
+struct ChildGuard {
+    std::vector<unsigned int> pids;
+    ~ChildGuard();
+};
 
 std::string stderrOf(const std::function<void()>& action);
 
-// A level-tagged message: `count` copies of `line` print with PL_DEBUG at
-// `level`, none with PL_DEBUG one below.
+// A level-tagged message: `count` copies of `line` (0: any number) print with
+// PL_DEBUG at `level`, none with PL_DEBUG one below. A `line` given without
+// its "[PL_DBG]<nn> " tag must stand in a line that carries the level's tag.
 ::testing::AssertionResult printsFromLevel(int level, const std::string& line, const std::function<void()>& trigger,
                                            int count = 1);
 

@@ -20,8 +20,7 @@ void makeTree(const std::string& root, std::initializer_list<std::string> entrie
         entry.back() == '/' ? (void)mkdir((root + "/" + entry).c_str(), 0700) : writeFile(root + "/" + entry, "x");
 }
 
-// Not representable in the C locale the tests run in.
-const char* const kUnconvertible = "\xe9";
+const char* const kUnconvertibleName = "\xe9"; // no character in the C locale
 } // namespace
 
 TEST(PDir, ListingAndItsStates)
@@ -50,7 +49,7 @@ TEST(PDir, ListingAndItsStates)
 
     // Names and patterns the locale cannot convert.
     std::string odd = tmp.file("odd");
-    makeTree(odd, {kUnconvertible});
+    makeTree(odd, {kUnconvertibleName});
     PDir oddNames(widen(odd), L"?"), oddPattern(widen(odd), L"\x4e2d");
     while (oddNames.preaddir() == PRES_OK)
         EXPECT_TRUE(oddNames.getEntry() == L".");
@@ -102,7 +101,7 @@ TEST(PDir, CreateAndRemove)
     EXPECT_TRUE(PFile::removeAll(widen(root)) == PDIR_ERR_NOT_FOUND && pathExists(root + "/dangling"));
     // An unconvertible name ends the listing; the directory then stays.
     std::string odd = tmp.file("odd");
-    makeTree(odd, {kUnconvertible});
+    makeTree(odd, {kUnconvertibleName});
     EXPECT_EQ(PFile::removeAll(widen(odd)), PFILE_ERR_DELETE);
 
     // One trace line per file and per directory: four of each in the tree, then

@@ -19,9 +19,6 @@ public:
     PString& temporary() { return fTempName; }
 };
 
-// Not representable in the C locale the tests run in.
-const wchar_t* const kUnconvertible = L"\x4e2d";
-
 } // namespace
 
 TEST(PFile, OpenModesReachTheSystemAsDesigned)

@@ -1,6 +1,6 @@
 // What the library must never leave behind: a half-replaced file after a
-// crash, a descriptor in a child or after a close, a zombie after a promised
-// collection. And the child's argument vector, token for token the tokenizer's.
+// crash, a descriptor in a child or after a close. And the child's argument
+// vector, token for token the tokenizer's.
 #include <poll.h>
 #include <signal.h>
 
@@ -41,26 +41,6 @@ std::vector<std::string> openDescriptors()
     return targets;
 }
 
-// The state letter in /proc/<pid>/stat, or 0 once the process is gone.
-char procState(pid_t pid)
-{
-    std::string stat = readFile("/proc/" + std::to_string(pid) + "/stat");
-    size_t name = stat.rfind(')');
-    return name == std::string::npos || name + 2 >= stat.size() ? 0 : stat[name + 2];
-}
-
-bool becomesZombie(pid_t pid)
-{
-    for (int i = 0; i < 1000 && procState(pid) != 'Z'; ++i)
-        usleep(10000);
-    return procState(pid) == 'Z';
-}
-
-// Killed should a check fail before the child is collected.
-struct Reaper {
-    pid_t pid = 0;
-    ~Reaper() { pid > 0 && kill(pid, SIGKILL) == 0 && waitpid(pid, nullptr, 0); }
-};
 } // namespace
 
 TEST(ArgumentVector, SplitsAndConvertsAsTheTokenizerDoes)
@@ -143,30 +123,6 @@ TEST(Hygiene, ChildSeesNoDescriptorTheLibraryHolds)
     EXPECT_NE(text.find(fds), std::string::npos) << text;
     for (const std::string& leaked : {held.path(), std::string("libm"), std::string("/dev/shm")})
         EXPECT_EQ(text.find(leaked), std::string::npos) << text;
-}
-
-TEST(Hygiene, PromisedCollectionsLeaveNoZombie)
-{
-    Reaper reaper;
-    unsigned int pid = 0;
-    int exitCode = 0;
-    PProcess waited(L"/bin/sleep", L"30");
-    ASSERT_TRUE(waited.start() == PRES_OK && waited.getPID(pid) == PRES_OK);
-    reaper.pid = (pid_t)pid;
-    kill((pid_t)pid, SIGTERM);
-    EXPECT_EQ(waited.waitExitCode(exitCode), PRES_OK);
-    reaper.pid = 0;
-    EXPECT_EQ(procState((pid_t)pid), 0);
-
-    // Nobody holds a static start's child: it stays a zombie until a sweep.
-    ASSERT_EQ(PProcess::start(L"/bin/sleep", L"30", pid), PRES_OK);
-    reaper.pid = (pid_t)pid;
-    kill((pid_t)pid, SIGTERM);
-    ASSERT_TRUE(becomesZombie((pid_t)pid));
-    bool running = true;
-    EXPECT_EQ(PProcess::isRunning(pid, running), PRES_OK);
-    reaper.pid = 0;
-    EXPECT_EQ(procState((pid_t)pid), 0);
 }
 
 namespace {

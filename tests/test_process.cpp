@@ -29,30 +29,12 @@ constexpr unsigned int NO_SUCH_PID = 0x7fffffff; // above any pid_max
 const std::string NONE = std::to_string(NO_SUCH_PID);
 const std::string SELF = std::to_string(getpid());
 
-template <class Done>
-bool waitUntil(Done done)
-{
-    for (int i = 0; i < 1000 && !done(); ++i) // ten seconds at most
-        usleep(10000);
-    return done();
-}
-
 // The text of a file once its last line is complete; empty after ten seconds.
 std::string waitForLine(const std::string& path)
 {
     std::string text;
     waitUntil([&] { return pathExists(path) && !(text = readFile(path)).empty() && text.back() == '\n'; });
     return text;
-}
-
-std::wstring wide(const std::string& s)
-{
-    return std::wstring(s.begin(), s.end());
-}
-
-std::string narrow(const PLiteral& s)
-{
-    return s.ptr() ? std::string(s.ptr(), s.ptr() + s.len()) : std::string();
 }
 
 double secondsOf(const std::function<void()>& run)
@@ -62,38 +44,9 @@ double secondsOf(const std::function<void()>& run)
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-// Neither gone nor a zombie.
-bool isAlive(unsigned int pid)
-{
-    std::string path = "/proc/" + std::to_string(pid) + "/stat";
-    std::string text = pathExists(path) ? readFile(path) : "";
-    size_t close = text.rfind(')');
-    return close != std::string::npos && close + 2 < text.size() && text[close + 2] != 'Z';
-}
-
 bool contains(const std::vector<unsigned int>& v, unsigned int x)
 {
     return std::find(v.begin(), v.end(), x) != v.end();
-}
-
-// A line tagged with `level` holds `text` at PL_DEBUG=level; no line does one below.
-::testing::AssertionResult taggedFromLevel(int level, const std::string& text, const std::function<void()>& trigger)
-{
-    char tag[32];
-    std::snprintf(tag, sizeof(tag), "[PL_DBG]<%02d> ", level);
-    std::string shown[2];
-    for (int below = 0; below < 2; ++below) {
-        ScopedEnv debug("PL_DEBUG", std::to_string(level - below).c_str());
-        CapturedStderr err;
-        trigger();
-        shown[below] = err.text();
-    }
-    size_t at = shown[0].find(text);
-    size_t tagAt = at == std::string::npos ? at : shown[0].rfind("[PL_DBG]<", at);
-    if (tagAt != std::string::npos && shown[0].compare(tagAt, strlen(tag), tag) == 0 &&
-        shown[1].find(text) == std::string::npos)
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure() << tag << text << "\nat its level:" << shown[0] << "one below:" << shown[1];
 }
 
 // Every instance query of `p` as "code answer", '|' between them.
@@ -107,21 +60,10 @@ std::string answers(const PProcess& p)
                 p.getPriority(priority), p.getEnvironment(env), p.getMemoryUsage(bytes)};
     std::ostringstream out;
     for (int i = 0; i < 4; ++i)
-        out << rc[i] << ' ' << narrow(text[i]) << '|';
+        out << rc[i] << ' ' << narrowed(text[i]) << '|';
     out << rc[4] << ' ' << priority << '|' << rc[5] << ' ' << env.size() << '|' << rc[6] << ' ' << bytes;
     return out.str();
 }
-
-// Kills whatever a test left running, so that a failed assertion leaves no child.
-struct ChildGuard {
-    std::vector<unsigned int> pids;
-    ~ChildGuard()
-    {
-        for (unsigned int pid : pids)
-            if (pid && ::kill((pid_t)pid, SIGKILL) == 0) // 0 would be our own group
-                waitpid((pid_t)pid, nullptr, 0);
-    }
-};
 
 } // namespace
 
@@ -131,10 +73,10 @@ struct ChildGuard {
 TEST(ProcessLifecycle, ExitCodeTellsWhyAChildEnded)
 {
     TempDir dir;
-    struct Row { const char* why; const wchar_t* path; std::wstring cmdLine, dir; int exitCode; const char* report; };
+    struct Row { const char* why; const wchar_t* path; PString cmdLine, dir; int exitCode; const char* report; };
     Row rows[] = {
         {"missing program: execvp's errno", L"/nonexistent/program", L"", L"", 2, "] Failed to execvp(...) errno: 2 "},
-        {"missing working directory", L"/bin/true", L"", wide(dir.file("none")), 139, "] Failed to chdir to /tmp/"},
+        {"missing working directory", L"/bin/true", L"", widen(dir.file("none")), 139, "] Failed to chdir to /tmp/"},
         // Arguments split on blanks, so the shell's own ${IFS} joins its words.
         {"ended by SIGTERM", L"/bin/sh", L"-c kill${IFS}-TERM${IFS}$$", L"", -15, "exitCode:[-15] -> res:[0]\n"},
     };
@@ -142,7 +84,7 @@ TEST(ProcessLifecycle, ExitCodeTellsWhyAChildEnded)
     for (const Row& row : rows) {
         SCOPED_TRACE(row.why);
         CapturedStderr err;
-        PProcess process(row.path, row.cmdLine.c_str(), row.dir.c_str());
+        PProcess process(row.path, row.cmdLine, row.dir);
         int exitCode = 12345;
         ASSERT_EQ(PRES_OK, process.start());
         EXPECT_EQ(PRES_OK, process.waitExitCode(exitCode));
@@ -180,8 +122,7 @@ TEST(ProcessLifecycle, EveryStartPassesArgumentsDirectoryAndEnvironment)
                                    "mv \"$0.new\" \"$0.out\"\n");
     ScopedEnv inherited("QRIX_PROC_OVERRIDE", "parent");
     // Outer blanks are trimmed; two blanks inside leave an empty argument.
-    PString sh(L" /bin/sh "), line((L"  " + wide(dir.file("show.sh")) + L" a  b c  ").c_str());
-    PString cwd((L" " + wide(dir.path()) + L" ").c_str());
+    PString sh(L" /bin/sh "), line(widen("  " + dir.file("show.sh") + " a  b c  ")), cwd(widen(" " + dir.path() + " "));
     std::vector<PString> env = {L"QRIX_NO_EQUALS", L"QRIX_EMPTY=", L"QRIX_TWO=x=y", L"QRIX_PROC_OVERRIDE=child"};
     PProcess process(sh, line, cwd, env), withEnv(sh, line, env);
     struct Row { bool inDir, withEnv; std::function<int(unsigned int&)> start; } rows[] = {
@@ -229,7 +170,7 @@ protected:
         script = dir.file("run");
         writeFile(script, "trap 'echo > \"$0.term\"; exit 3' TERM\necho > \"$0.ready\"\n"
                           "for i in $(seq 600); do sleep 0.1; done\n");
-        process.reset(new PProcess(wide(program).c_str(), wide(script).c_str(), L"/"));
+        process.reset(new PProcess(widen(program), widen(script), L"/"));
         ASSERT_EQ(PRES_OK, process->start());
         ASSERT_EQ(PRES_OK, process->getPID(pid));
         guard.pids = {pid};
@@ -285,7 +226,7 @@ TEST_F(RunningChild, FindMatchesWholeNamesAndTheCommandLinesProgramWhenTheStatus
         EXPECT_EQ(PRES_OK, PProcess::find(row.name.c_str(), pids, ppids));
         size_t at = std::find(pids.begin(), pids.end(), row.pid) - pids.begin();
         ASSERT_TRUE(pids.size() == ppids.size() && pids[0] == 7 && ppids[0] == 8); // appended to, not emptied
-        EXPECT_EQ(row.found, at < pids.size()) << narrow(PString(row.name.c_str()));
+        EXPECT_EQ(row.found, at < pids.size()) << narrowed(PString(row.name.c_str()));
         EXPECT_TRUE(!row.found || ppids[at] == row.ppid);
     }
 }
@@ -414,7 +355,7 @@ TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
     for (const char* query : {"getName", "getPath", "getCmdLine", "getWorkingDir", "getUserName"})
         rows.push_back({-1, std::string("[PProcess::") + query + "] pid: " + me + warning, queries});
     for (const Row& row : rows)
-        EXPECT_TRUE(taggedFromLevel(row.level, row.text, row.trigger));
+        EXPECT_TRUE(printsFromLevel(row.level, row.text, row.trigger, 0));
 }
 
 TEST_F(RunningChild, ObjectKillUsesSigkill)
@@ -498,7 +439,7 @@ TEST(ProcessTree, KillTreeStopsRootFirstForcesWhatIgnoresTerminationAndReportsTh
                                    "exec /bin/sleep 60\n");
     ChildGuard guard;
     unsigned int root = 0;
-    ASSERT_EQ(PRES_OK, PProcess::start(L"/bin/sh", L"root.sh", wide(dir.path()).c_str(), root));
+    ASSERT_EQ(PRES_OK, PProcess::start(L"/bin/sh", L"root.sh", widen(dir.path()), root));
     for (const char* name : {"mid", "grand", "stubborn", "late"})
         guard.pids.push_back((unsigned int)std::strtoul(waitForLine(dir.file(name)).c_str(), nullptr, 10));
     unsigned int mid = guard.pids[0], grand = guard.pids[1], stubborn = guard.pids[2], late = guard.pids[3];
@@ -521,7 +462,7 @@ TEST(ProcessTree, KillTreeStopsRootFirstForcesWhatIgnoresTerminationAndReportsTh
     EXPECT_NE(std::string::npos, log.find("killSignal(" + std::to_string(grand) + ", PPROCESS_TERMINATE) failed"));
     EXPECT_EQ(1, countOccurrences(log, "failed with error"));
     for (unsigned int pid : guard.pids)
-        EXPECT_TRUE(waitUntil([&] { return !isAlive(pid); })) << pid;
+        EXPECT_TRUE(waitUntil([&] { return procState(pid) == 0 || procState(pid) == 'Z'; })) << pid;
 }
 
 TEST(ProcessQuery, UnmeasuredAnswersAreZeroAndCpuUsageIsAPercentage)

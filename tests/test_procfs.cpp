@@ -3,21 +3,11 @@
 #include <climits>
 #include <string>
 
-#include <gtest/gtest.h>
-
 #include "qrixProcFs.h"
+#include "testSupport.h"
 
 using namespace qrix::detail;
 using namespace std::string_literals;
-
-namespace {
-
-std::wstring wide(const PLiteral& s)
-{
-    return s.ptr() ? std::wstring(s.ptr(), s.len()) : std::wstring();
-}
-
-} // namespace
 
 TEST(ProcText, StatFieldsAreReadAfterTheLastParenthesis)
 {
@@ -58,7 +48,7 @@ TEST(ProcText, StatusFieldsAreTheFirstOfEachLabelInPiecesOf255Bytes)
         SCOPED_TRACE(row.why);
         StatusFields f;
         parseStatus(row.text, f);
-        EXPECT_EQ(std::wstring(row.name), f.hasName ? wide(f.name) : L"-");
+        EXPECT_EQ(std::wstring(row.name), f.hasName ? wideText(f.name) : L"-");
         EXPECT_EQ(row.pid, f.hasPid ? (int)f.pid : -1);
         EXPECT_EQ(row.ppid, f.hasPPid ? (int)f.ppid : -1);
     }

@@ -7,12 +7,7 @@
 #include "testSupport.h"
 
 namespace {
-// A view whose length is set independently of its terminator.
-struct View : PLiteral {
-    View(const wchar_t* p, unsigned long n) { fPtr = p, fLen = n; }
-};
-
-std::wstring text(const PLiteral& s) { return s.ptr() ? std::wstring(s.ptr(), s.len()) : std::wstring(); }
+std::wstring text(const PLiteral& s) { return wideText(s); }
 } // namespace
 
 // A case with a character searches with chr, otherwise with str.

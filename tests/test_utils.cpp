@@ -7,10 +7,6 @@
 #include "testSupport.h"
 
 namespace {
-struct View : PLiteral { // a length independent of the text
-    View(const wchar_t* p, unsigned long n) { fPtr = p, fLen = n; }
-};
-
 int formatView(PString& out, const PLiteral* format, ...)
 {
     va_list args;

@@ -79,6 +79,7 @@ TEST(ProcessLifecycle, ExitCodeTellsWhyAChildEnded)
         {"missing working directory", L"/bin/true", L"", widen(dir.file("none")), 139, "] Failed to chdir to /tmp/"},
         // Arguments split on blanks, so the shell's own ${IFS} joins its words.
         {"ended by SIGTERM", L"/bin/sh", L"-c kill${IFS}-TERM${IFS}$$", L"", -15, "exitCode:[-15] -> res:[0]\n"},
+        {"separators fixed in path and directory", L"\\bin\\sh", L"-c exit${IFS}7", L"\\tmp", 7, ""},
     };
     ScopedEnv silent("PL_DEBUG", "-2"); // the reports print all the same
     for (const Row& row : rows) {
@@ -91,6 +92,17 @@ TEST(ProcessLifecycle, ExitCodeTellsWhyAChildEnded)
         EXPECT_EQ(row.exitCode, exitCode);
         EXPECT_NE(std::string::npos, err.text().find(row.report));
     }
+    // A child whose exec fails leaves through exit(), which writes out the
+    // stdio buffers it inherited: they must have been empty.
+    int saved = dup(1), exitCode = 0;
+    std::fflush(stdout);
+    dup2(open(dir.file("stdout").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), 1);
+    std::printf("once");
+    PProcess missing(L"/nonexistent/program", L"");
+    EXPECT_TRUE(missing.start() == PRES_OK && missing.waitExitCode(exitCode) == PRES_OK);
+    std::fflush(stdout);
+    dup2(saved, 1), close(saved);
+    EXPECT_EQ(readFile(dir.file("stdout")), "once");
 }
 
 TEST(ProcessLifecycle, ObjectWithoutAChildAnswersNoProcess)
@@ -210,6 +222,8 @@ TEST_F(RunningChild, QueriesReadProcAndTheTableAndStartsAreRefused)
     EXPECT_TRUE(contains(appended, pid) && appended[0] == 7);
     EXPECT_EQ(PRES_OK, PProcess::listPIDs(pids));
     EXPECT_TRUE(contains(pids, 1) && contains(pids, PProcess::getCurrentPID()) && contains(pids, pid));
+    process->clearProcessInfo(); // forgets the child, which runs on
+    EXPECT_TRUE(process->getPID(again) == PPROCESS_ERR_NO_PROCESS && pathExists("/proc/" + me));
 }
 
 TEST_F(RunningChild, FindMatchesWholeNamesAndTheCommandLinesProgramWhenTheStatusNameIsCut)
@@ -282,15 +296,15 @@ TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
     auto empty = [&] { PProcess(L"", L"x").start(); };
     auto child = [&] { PProcess p(L"/bin/true", L""); p.start(); p.waitExitCode(code); };
     auto tree = [&] { PProcess::killTree(NO_SUCH_PID); };
-    // Forgets a running child, then one that SIGKILL ended.
+    // Forgets a running child, one that SIGKILL ended and one that exited.
     auto forget = [&] {
         siginfo_t info;
-        for (int ended = 0; ended < 2; ++ended) {
-            PProcess p(L"/bin/sleep", L"60");
+        for (int ended = 0; ended < 3; ++ended) {
+            PProcess p(ended == 2 ? L"/bin/true" : L"/bin/sleep", ended == 2 ? L"" : L"60");
             p.start();
             p.getPID(u);
             if (ended)
-                ::kill((pid_t)u, SIGKILL), waitid(P_PID, u, &info, WEXITED | WNOWAIT);
+                ::kill((pid_t)u, ended == 1 ? SIGKILL : 0), waitid(P_PID, u, &info, WEXITED | WNOWAIT);
             p.clearProcessInfo();
             ::kill((pid_t)u, SIGKILL), waitpid((pid_t)u, nullptr, 0);
         }
@@ -328,6 +342,10 @@ TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
         {1, "[PProcess::start] execvp('/bin/true') pid: ", child},
         {1, "[PProcess::clearProcessInfo] process pid: ", forget},
         {1, "[PProcess::clearProcessInfo] Process was terminated by a signal pid: ", forget},
+        {1, "[PProcess::clearProcessInfo] Process was terminated normally pid: ", forget},
+        // A child still running after the pause counts as ended normally.
+        {5, "[PProcess::killSignal] Process was terminated normally pid: " + me + "\n", [&] { PProcess::killSignal(pid, 0); }},
+        {1, ", pgid: " + std::to_string(getpgid(0)) + "\n", child},
         {0, "[PProcess::killTree] pid [" + NONE + "]\n", tree},
         {0, "[DBGONLY][PProcess::killTree] getChildPID for PID [" + NONE + "]\n", tree},
         {2, "[PProcess::killTree] got [0] children for PID [" + NONE + "]\n", tree},
@@ -370,9 +388,14 @@ TEST_F(RunningChild, ObjectKillUsesSigkill)
 
 TEST_F(RunningChild, StaticKillAsksPolitely)
 {
-    // It ends within the pause, and is collected, being our child.
+    // It ends within the pause, and is collected, being our child; the
+    // collection then reports whatever errno held.
+    ScopedEnv debug("PL_DEBUG", "-1");
+    CapturedStderr err;
+    errno = 0;
     EXPECT_GE(secondsOf([&] { EXPECT_EQ(PRES_OK, PProcess::kill(pid)); }), 0.99);
     EXPECT_FALSE(pathExists("/proc/" + me));
+    EXPECT_EQ(err.text(), "[PL_DBG]<-1> [PProcess::killSignal] waitpid(...) pid: " + me + " errno: 0 Success\n");
     EXPECT_FALSE(waitForLine(script + ".term").empty());
 }
 
@@ -388,21 +411,26 @@ TEST(ProcessTree, SweepingCallsCollectZombiesThatTheTableStillLists)
                                                   [&](unsigned int pid) { PProcess::getPath(pid, text); },
                                                   [&](unsigned int pid) { PProcess::isRunning(pid, running); }};
     CapturedStderr quiet;
+    // Every ended child of our process group goes; the third has a group of its own.
     for (const auto& sweep : sweeps) {
-        std::fflush(nullptr);
-        pid_t child = fork();
-        if (child == 0)
-            _exit(0);
-        // Waitable, not merely shown as 'Z': a leader whose other threads (a
-        // sanitizer's, say) still exit cannot be collected yet.
-        siginfo_t info{};
-        ASSERT_TRUE(child > 0 && waitUntil([&] {
-            return waitid(P_PID, child, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == child;
-        }));
-        EXPECT_EQ(PRES_OK, check_pid_running_mac(child, running));
+        pid_t children[3];
+        for (int k = 0; k < 3; ++k) {
+            std::fflush(nullptr);
+            if ((children[k] = fork()) == 0)
+                _exit(k == 2 ? setpgid(0, 0) : 0);
+            // Waitable, not merely shown as 'Z': a leader whose other threads
+            // (a sanitizer's, say) still exit cannot be collected yet.
+            siginfo_t info{};
+            ASSERT_TRUE(children[k] > 0 && waitUntil([&] {
+                return waitid(P_PID, children[k], &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == children[k];
+            }));
+        }
+        EXPECT_EQ(PRES_OK, check_pid_running_mac(children[0], running));
         EXPECT_TRUE(running);
-        sweep(child);
-        EXPECT_FALSE(pathExists("/proc/" + std::to_string(child)));
+        sweep(children[0]);
+        for (int k = 0; k < 3; ++k)
+            EXPECT_EQ(k == 2, pathExists("/proc/" + std::to_string(children[k]))) << k;
+        waitpid(children[2], nullptr, 0);
     }
     EXPECT_FALSE(running);
 }

@@ -220,8 +220,10 @@ TEST_F(RunningChild, QueriesReadProcAndTheTableAndStartsAreRefused)
     EXPECT_TRUE(contains(pids, pid) && !contains(pids, 7));
     EXPECT_EQ(PRES_OK, list_pids_mac((int)PProcess::getCurrentPID(), appended));
     EXPECT_TRUE(contains(appended, pid) && appended[0] == 7);
+    pids.assign(1, NO_SUCH_PID); // replaced, not appended to
     EXPECT_EQ(PRES_OK, PProcess::listPIDs(pids));
-    EXPECT_TRUE(contains(pids, 1) && contains(pids, PProcess::getCurrentPID()) && contains(pids, pid));
+    EXPECT_TRUE(contains(pids, 1) && contains(pids, PProcess::getCurrentPID()) && contains(pids, pid) &&
+                !contains(pids, NO_SUCH_PID));
     process->clearProcessInfo(); // forgets the child, which runs on
     EXPECT_TRUE(process->getPID(again) == PPROCESS_ERR_NO_PROCESS && pathExists("/proc/" + me));
 }
@@ -510,4 +512,20 @@ TEST(ProcessQuery, UnmeasuredAnswersAreZeroAndCpuUsageIsAPercentage)
     EXPECT_GE(secondsOf([&] { EXPECT_EQ(PRES_OK, PProcess::getSpecCPUUsage(0, cpu)); }), 0.39);
     EXPECT_TRUE(freeBytes == 0 && usage == 0 && oneUsage == 0 && cpu <= 100);
     EXPECT_EQ(PRES_FAILED, PProcess::getSpecCPUUsage(UINT_MAX, cpu));
+}
+
+// The working directory's link is read into 512 bytes, terminator included.
+TEST(ProcessQuery, LinkTargetsAreCutAt511Bytes)
+{
+    TempDir dir;
+    std::string deep = dir.path();
+    while (deep.size() < 600)
+        ASSERT_EQ(mkdir((deep += "/" + std::string(50, 'd')).c_str(), 0700), 0);
+    ChildGuard guard;
+    guard.pids.push_back(0);
+    ASSERT_EQ(PRES_OK, PProcess::start(L"/bin/sleep", L"30", widen(deep), guard.pids[0]));
+    PString cwd;
+    ASSERT_TRUE(waitUntil([&] { return PProcess::getWorkingDir(guard.pids[0], cwd) == PRES_OK &&
+                                           narrowed(cwd).rfind(dir.path(), 0) == 0; })); // after its chdir
+    EXPECT_EQ(narrowed(cwd), deep.substr(0, 511));
 }

@@ -87,9 +87,10 @@ TEST(ProcessLifecycle, ExitCodeTellsWhyAChildEnded)
         CapturedStderr err;
         PProcess process(row.path, row.cmdLine, row.dir);
         int exitCode = 12345;
-        ASSERT_EQ(PRES_OK, process.start());
+        unsigned int pid = 0;
+        ASSERT_TRUE(process.start() == PRES_OK && process.getPID(pid) == PRES_OK);
         EXPECT_EQ(PRES_OK, process.waitExitCode(exitCode));
-        EXPECT_EQ(row.exitCode, exitCode);
+        EXPECT_TRUE(row.exitCode == exitCode && procState(pid) == 0) << exitCode; // collected, no zombie
         EXPECT_NE(std::string::npos, err.text().find(row.report));
     }
     // A child whose exec fails leaves through exit(), which writes out the
@@ -413,13 +414,20 @@ TEST(ProcessTree, SweepingCallsCollectZombiesThatTheTableStillLists)
                                                   [&](unsigned int pid) { PProcess::getPath(pid, text); },
                                                   [&](unsigned int pid) { PProcess::isRunning(pid, running); }};
     CapturedStderr quiet;
-    // Every ended child of our process group goes; the third has a group of its own.
+    // Every ended child of our process group goes: one whose object is gone
+    // and a forked one. The third has a group of its own and stays.
     for (const auto& sweep : sweeps) {
-        pid_t children[3];
+        pid_t children[3] = {};
         for (int k = 0; k < 3; ++k) {
             std::fflush(nullptr);
-            if ((children[k] = fork()) == 0)
+            if (k == 0) {
+                PProcess forgotten(L"/bin/sleep", L"30");
+                unsigned int pid = 0;
+                forgotten.start(), forgotten.getPID(pid);
+                ::kill(children[0] = (pid_t)pid, SIGKILL);
+            } else if ((children[k] = fork()) == 0) {
                 _exit(k == 2 ? setpgid(0, 0) : 0);
+            }
             // Waitable, not merely shown as 'Z': a leader whose other threads
             // (a sanitizer's, say) still exit cannot be collected yet.
             siginfo_t info{};

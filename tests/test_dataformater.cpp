@@ -72,16 +72,22 @@ TEST(DataFormater, WritesTheDocumentedBytesOnEveryHost)
     EXPECT_EQ(data, (Bytes{0x09, 0x85, 0, 0, 0, 1, 'A', 0x07, 0, 0, 1, 2, 0x07, 0, 0, 0, 0}));
 
     w.eraseData();
-    w.appendByte(0xAB), w.appendShort(-2), w.appendDword(0x01020304u), w.appendQword(0x0102030405060708ull);
-    w.appendLong(-3);
-    EXPECT_EQ(data, (Bytes{0xAB, 0xFF, 0xFE, 1, 2, 3, 4, 1, 2, 3, 4, 5, 6, 7, 8, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
-                           0xFF, 0xFD}));
-    short s = 0;
-    long long ll = 0;
+    w.appendByte(0xAB), w.appendShort(-2), w.appendWord(0x0102), w.appendInt(-3), w.appendDword(0x01020304u);
+    w.appendLong(-4), w.appendQword(0x0102030405060708ull);
+    const unsigned char FF = 0xFF;
+    EXPECT_EQ(data, (Bytes{0xAB, FF, 0xFE, 1, 2, FF, FF, FF, 0xFD, 1, 2, 3, 4, FF, FF, FF, FF, FF, FF, FF, 0xFC,
+                           1, 2, 3, 4, 5, 6, 7, 8}));
+    short i16 = 0;
+    unsigned short u16 = 0;
+    int i32 = 0;
+    unsigned int u32 = 0;
+    long long i64 = 0;
+    unsigned long long u64 = 0;
     r.setOffset(1);
-    EXPECT_TRUE(r.getShort(s) == PRES_OK && s == -2);
-    r.setOffset(15);
-    EXPECT_TRUE(r.getLong(ll) == PRES_OK && ll == -3);
+    EXPECT_TRUE(r.getShort(i16) == PRES_OK && r.getWord(u16) == PRES_OK && r.getInt(i32) == PRES_OK &&
+                r.getDword(u32) == PRES_OK && r.getLong(i64) == PRES_OK && r.getQword(u64) == PRES_OK);
+    EXPECT_TRUE(i16 == -2 && u16 == 0x0102 && i32 == -3 && u32 == 0x01020304u && i64 == -4 &&
+                u64 == 0x0102030405060708ull && r.getOffset() == data.size());
 
     // Writing the writer's own vector as an array copies what it held before.
     data = Bytes{7, 8};
@@ -186,6 +192,7 @@ TEST(DataFormater, TextFailsWholeInTheCLocaleAndIsCutToOneBytePerCharacter)
     PDataReader r(embedded);
     PString text;
     EXPECT_TRUE(r.readString(text) == PRES_OK && text == L"a" && r.getOffset() == embedded.size());
+    EXPECT_TRUE(r.encodeUtf8({'h', 'i'}, text) == PRES_OK && text == L"hi" && r.encodeUtf8({}, text) == PDATA_ERR_DECODE);
 
     ScopedUtf8Locale utf8;
     w.eraseData();
@@ -224,6 +231,16 @@ TEST(DataFormaterUtils, RecordsRoundTripAndArraysStopAtTheFirstBadElement)
     PDataReader cut(data);
     EXPECT_EQ(utils.readPTargetInfoArray(cut, back), PDATA_ERR_SHORT);
     EXPECT_TRUE(back.size() == 2u && sameInfo(back[1], infos[1]));
+
+    // The records alone, as the array writes and reads them.
+    Bytes one;
+    PDataWriter w1(one);
+    PDataReader r1(one);
+    PAddress address;
+    PTargetInfo info;
+    ASSERT_TRUE(utils.writePAddress(w1, {L"h", L"p"}) == PRES_OK && utils.writePTargetInfo(w1, infos[0]) == PRES_OK);
+    EXPECT_TRUE(utils.readPAddress(r1, address) == PRES_OK && address.iFirst == L"h" && address.iSecond == L"p");
+    EXPECT_TRUE(utils.readPTargetInfo(r1, info) == PRES_OK && sameInfo(info, infos[0]) && r1.getOffset() == one.size());
 
     // A failed record keeps the fields read before the failure.
     const Bytes idOnly{0x09, 0x85, 0, 0, 0, 1, 'Z', 0x06, 0, 0, 0, 1};

@@ -14,6 +14,7 @@ TEST(Diagnostics, ThresholdComesFromPlDebugEachTime)
                                                  {"", 0},      {"5", 5}, {"10000", 10000}, {nullptr, 1}};
     for (const auto& c : cases) {
         ScopedEnv env("PL_DEBUG", c.first);
+        EXPECT_EQ(qrix_pl_debug_threshold(), c.second);
         for (int level : {-1, 0, 1, 2, 5, 10, 20, 1000, 10000})
             EXPECT_EQ(!printAtLevel(level).empty(), level <= c.second)
                 << "PL_DEBUG=" << (c.first ? c.first : "(unset)") << " level " << level;

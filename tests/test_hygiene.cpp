@@ -88,6 +88,7 @@ TEST(Hygiene, WriteRenameLeavesOldOrNewContentWhenKilled)
             }
             _exit(0);
         }
+        ASSERT_GT(child, 0); // -1 would signal every process we may
         close(ready[1]);
         pollfd started{ready[0], POLLIN, 0};
         EXPECT_EQ(poll(&started, 1, 10000), 1);

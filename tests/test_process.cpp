@@ -302,6 +302,7 @@ TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
     auto empty = [&] { PProcess(L"", L"x").start(); };
     auto child = [&] { PProcess p(L"/bin/true", L""); p.start(); p.waitExitCode(code); };
     auto tree = [&] { PProcess::killTree(NO_SUCH_PID); };
+    auto children = [&] { PProcess::getChildPID(PProcess::getCurrentPID(), pids); };
     // Forgets a running child, one that SIGKILL ended and one that exited.
     auto forget = [&] {
         siginfo_t info;
@@ -362,6 +363,8 @@ TEST_F(RunningChild, EachMessageShowsFromItsOwnLevel)
         {2, "[PProcess::killSignal] kill(" + NONE + ", 15)\n", tree},
         {-1, "[PProcess::killSignal] kill(" + NONE + ", 15) failed. errno:3 (", tree},
         {5, "[list_pids_mac] total PID count: ", tree},
+        {10, "[list_pids_mac] Checking PPid: ", children},
+        {5, "[list_pids_mac] Found child Pid:" + me + " for PPid:" + SELF + "\n", children},
         {3, "[list_pids_mac] Found 0 child pids for PPid:" + NONE + "\n", tree},
         {10, "[list_pids_mac] sysctl(KERN_PROC_ALL, 0) -> bufSize: ", tree},
         {4, "[PProcess::getParentPID] sysctl(KERN_PROC_PID) for pid [" + me + "], length: ", parent},
@@ -445,6 +448,9 @@ TEST(ProcessTree, SweepingCallsCollectZombiesThatTheTableStillLists)
         sweep(children[0]);
         for (int k = 0; k < 3; ++k)
             EXPECT_EQ(k == 2, pathExists("/proc/" + std::to_string(children[k]))) << k;
+        // A zombie has no program and no command line left to read.
+        EXPECT_EQ(PProcess::getPath(children[2], text), PRES_NOT_FOUND);
+        EXPECT_TRUE(PProcess::getCmdLine(children[2], text) == PRES_OK && text.len() == 0) << narrowed(text);
         waitpid(children[2], nullptr, 0);
     }
     EXPECT_FALSE(running);
@@ -466,6 +472,7 @@ TEST(ProcessTree, MissingProcessIsReportedAtOnce)
     EXPECT_EQ(PRES_NOT_FOUND, PProcess::getParentPID(NO_SUCH_PID, ppid));
     EXPECT_EQ(PRES_OK, PProcess::getChildPID(NO_SUCH_PID, children));
     EXPECT_EQ(PRES_NOT_FOUND, PProcess::getUserName(NO_SUCH_PID, user));
+    EXPECT_EQ(PRES_NOT_FOUND, PProcess::getCmdLine(NO_SUCH_PID, user));
     EXPECT_TRUE(ppid == 0 && children.empty() && user.len() == 0);
 }
 
@@ -527,18 +534,25 @@ TEST(ProcessQuery, UnmeasuredAnswersAreZeroAndCpuUsageIsAPercentage)
     EXPECT_EQ(PRES_FAILED, PProcess::getSpecCPUUsage(UINT_MAX, cpu));
 }
 
-// The working directory's link is read into 512 bytes, terminator included.
-TEST(ProcessQuery, LinkTargetsAreCutAt511Bytes)
+// The working directory's link is read into 512 bytes, terminator included,
+// and trimmed.
+TEST(ProcessQuery, LinkTargetsAreCutAt511BytesAndTrimmed)
 {
     TempDir dir;
-    std::string deep = dir.path();
+    std::string deep = dir.path(), blank = dir.file("blank ");
     while (deep.size() < 600)
         ASSERT_EQ(mkdir((deep += "/" + std::string(50, 'd')).c_str(), 0700), 0);
+    // Reached through a link: the start trims the directory it is given.
+    ASSERT_TRUE(mkdir(blank.c_str(), 0700) == 0 && symlink(blank.c_str(), dir.file("link").c_str()) == 0);
     ChildGuard guard;
-    guard.pids.push_back(0);
-    ASSERT_EQ(PRES_OK, PProcess::start(L"/bin/sleep", L"30", widen(deep), guard.pids[0]));
-    PString cwd;
-    ASSERT_TRUE(waitUntil([&] { return PProcess::getWorkingDir(guard.pids[0], cwd) == PRES_OK &&
-                                           narrowed(cwd).rfind(dir.path(), 0) == 0; })); // after its chdir
-    EXPECT_EQ(narrowed(cwd), deep.substr(0, 511));
+    guard.pids.assign(2, 0);
+    const std::pair<std::string, std::string> rows[] = {{deep, deep.substr(0, 511)}, {dir.file("link"), dir.file("blank")}};
+    for (const auto& row : rows) {
+        unsigned int& pid = guard.pids[&row - rows];
+        ASSERT_EQ(PRES_OK, PProcess::start(L"/bin/sleep", L"30", widen(row.first), pid));
+        PString cwd;
+        ASSERT_TRUE(waitUntil([&] { return PProcess::getWorkingDir(pid, cwd) == PRES_OK &&
+                                               narrowed(cwd).rfind(dir.path(), 0) == 0; })); // after its chdir
+        EXPECT_EQ(narrowed(cwd), row.second);
+    }
 }

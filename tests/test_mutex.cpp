@@ -71,20 +71,6 @@ TEST(SyncTest, CodesFollowTheLifecycle)
     EXPECT_TRUE(full.init(SEM_VALUE_MAX, true) == PRES_OK && full.post() == PSEM_ERR_POST);
 }
 
-TEST(SyncTest, RecursiveLockHoldsOffOthersUntilFullyReleased)
-{
-    PMutex mutex;
-    ASSERT_TRUE(mutex.init() == PRES_OK && mutex.lock() == PRES_OK && mutex.lock() == PRES_OK);
-    std::atomic<bool> acquired{false};
-    std::thread other([&] { acquired = mutex.lock() == PRES_OK && mutex.unlock() == PRES_OK; });
-    EXPECT_EQ(mutex.unlock(), PRES_OK);
-    usleep(200000);
-    EXPECT_FALSE(acquired) << "one unlock of two released the mutex";
-    EXPECT_EQ(mutex.unlock(), PRES_OK);
-    other.join();
-    EXPECT_TRUE(acquired);
-}
-
 // The parent holds the mutex and the semaphore (count 0) that it created;
 // the child opens both and reports each step, 'x' for a failed one. The
 // late ones look for the names after both sides have closed one handle.

@@ -54,19 +54,6 @@ TEST(ProcText, StatusFieldsAreTheFirstOfEachLabelInPiecesOf255Bytes)
     }
 }
 
-TEST(ProcText, UserIdLineIsFoundByLowerCaseUid)
-{
-    struct Row { const wchar_t* line; bool matches; int uid; } rows[] = {
-        {L"Uid:\t1000\t1000\t1000\t1000", false, -1}, // the status file's own spelling
-        {L"uid 42", true, 42}, {L"myuid:\t7 8", true, 7}, {L"uid", true, -1}, {L"", false, -1},
-    };
-    for (const Row& row : rows) {
-        int uid = -1;
-        EXPECT_EQ(row.matches, parseUserIdLine(PString(row.line), uid)) << row.line;
-        EXPECT_EQ(row.uid, uid) << row.line;
-    }
-}
-
 TEST(ProcText, CmdLineIsJoinedWithBlanksAndQuotesPiecesThatHoldOne)
 {
     const std::string p300(300, 'p'); // longer than a 255-byte chunk

@@ -110,6 +110,7 @@ TEST(DataFormater, ResultPositionAndOutputAtTheBounds)
         // A short array leaves its header consumed; a wrong string tag is consumed.
         {ARRAY, {0x85, 0, 0, 0, 2, 'x'}, SHORT, 5}, {STRING, {0x08, 0x85, 0, 0, 0, 0}, TYPE, 1},
         {STRING, {0x09, 0x85, 0, 0, 0, 1, 'a'}, PRES_OK, 7}, {STRING, {0x09, 0x85, 0, 0, 0, 3, 'a'}, SHORT, 6},
+        {STRING, {0x09, 0x85, 0, 0, 0, 0}, PRES_OK, 6}, // an empty string empties the output
         {STRING, {0x09, 0x85, 0, 0, 0, 1, 0xE9}, DECODE, 7}, {STRING, {0x09, 0x85, 0, 0, 0, 2, 0, 'a'}, DECODE, 8},
         {LIST, {0x89, 0, 0, 0, 1, 0x85, 0, 0, 0, 0}, PRES_OK, 10}, {LIST, {0x09, 0, 0, 0, 0, 0}, TYPE, 1},
     };

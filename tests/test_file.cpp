@@ -151,6 +151,19 @@ TEST(PFile, WriteRenameReplacesAtCloseOrLeavesTheTemporary)
                   std::string("pclose: Invalid state, no ") + missing[i] + " for PFILE_WRITE_RENAME\n");
     }
     EXPECT_EQ(readFile(path), "new\n");
+
+    // Two replacements opened within one millisecond share the temporary
+    // name: its lock refuses the second.
+    PFile second;
+    bool refused = false;
+    for (int tries = 0; tries < 100 && !refused; ++tries) {
+        ASSERT_EQ(f.popen(widen(path), PFILE_WRITE_RENAME, 0), PRES_OK);
+        stderrOf([&] {
+            refused = second.popen(widen(path), PFILE_WRITE_RENAME, 0) == PFILE_ERR_LOCK;
+            f.pclose(), second.pclose();
+        });
+    }
+    EXPECT_TRUE(refused);
 }
 
 TEST(PFile, StaticPathOperations)

@@ -473,6 +473,7 @@ TEST(ProcessTree, MissingProcessIsReportedAtOnce)
     EXPECT_EQ(PRES_OK, PProcess::getChildPID(NO_SUCH_PID, children));
     EXPECT_EQ(PRES_NOT_FOUND, PProcess::getUserName(NO_SUCH_PID, user));
     EXPECT_EQ(PRES_NOT_FOUND, PProcess::getCmdLine(NO_SUCH_PID, user));
+    EXPECT_EQ(PRES_NOT_FOUND, PProcess::getParentPID(0, ppid)); // no record, though kill(0, 0) succeeds
     EXPECT_TRUE(ppid == 0 && children.empty() && user.len() == 0);
 }
 

@@ -24,7 +24,7 @@ TEST(PLiteralSearch, PositionsForwardAndReverse)
         {L"xAa", nullptr, L'a', true, true, PRES_OK, 2},  {L"xAa", nullptr, L'A', false, true, PRES_OK, 1},
         {L"xa", nullptr, L'A', false, true, PRES_OK, 1},  {L"xA", nullptr, L'a', true, true, PRES_OK, 1},
         {L"xb", nullptr, L'a', false, true, PRES_NOT_FOUND, 99}, {L"", nullptr, 0, false, false, PRES_OK, 0},
-        {L"abc", nullptr, 0, false, false, PRES_NOT_FOUND, 99},
+        {L"abc", nullptr, 0, false, false, PRES_NOT_FOUND, 99}, {L"xab", L"AB", 0, false, true, PRES_OK, 1},
         // The forward search jumps between first-character candidates.
         {L"abc", L"abc", 0, false, false, PRES_OK, 0},     {L"xxab", L"ab", 0, false, false, PRES_OK, 2},
         {L"aaab", L"aab", 0, false, false, PRES_OK, 1},    {L"abab", L"b", 0, false, false, PRES_OK, 1},
@@ -42,6 +42,8 @@ TEST(PLiteralSearch, PositionsForwardAndReverse)
     PString cut(L"abcd");
     unsigned long pos = 0;
     EXPECT_TRUE(cut.fill(L'x', 2) == PRES_OK && cut.chr(L'd', pos, false, false) == PRES_NOT_FOUND);
+    EXPECT_TRUE(cut.chr(L'\0', pos, false, false) == PRES_OK && pos == 2 &&
+                PLiteral(L"").chr(L'\0', pos, false, false) == PRES_NOT_FOUND);
     // The substring search covers len characters, the zero among them included.
     EXPECT_TRUE(cut.str(PLiteral(L"d"), pos) == PRES_OK && pos == 3u);
 }
@@ -123,7 +125,7 @@ TEST(PStringEdit, EveryEditReturnsItsCodeAndLeavesItsText)
         {L"abcd", [](PString& s) { return s.fill(L'x', 2); }, PRES_OK, std::wstring(L"xx\0d", 4)},
         {L"ab", [](PString& s) { return s.fill(L'y', 4); }, PRES_OK, L"yyyy"},
         {L"ab", [](PString& s) { return s.fill(L'z'); }, PRES_OK, L"zz"},
-        {L"a\\b\\", [](PString& s) { return s.replace(L'\\', L'/'); }, PRES_OK, L"a/b/"},
+        {L"\\a\\b\\", [](PString& s) { return s.replace(L'\\', L'/'); }, PRES_OK, L"/a/b/"},
         {L" a\tb\nc\rd e ", [](PString& s) { return s.stripall(); }, PRES_OK, L"abcde"},
         {L"", [](PString& s) { return s.cat((const wchar_t*)nullptr) + s.cat(L"", PSTR_ALL); }, PRES_OK, L""},
         {L"ab", [](PString& s) { return s += L"cd", s += PLiteral(L"ef"), s.cat(L"ghij", 2); }, PRES_OK, L"abcdefgh"},
@@ -178,6 +180,7 @@ TEST(PStringConversion, MultibyteTextUnderUtf8NoneInTheCLocale)
     ScopedUtf8Locale utf8;
     PString wide("naïve €"), s(L"x"), invalid("\xc3");
     EXPECT_TRUE(text(wide) == L"naïve €" && wide.len() == 7 && invalid.ptr() == nullptr);
+    EXPECT_EQ(PString("é", 2).len(), 1u); // characters, not the bytes given
     // The byte limit is the character count: the narrow copy is cut at a
     // character boundary.
     PPtr<char> narrow(wide.ascii(), PTR_ARRAY), whole(PLiteral::pwchar2pchar(L"ï€", 5), PTR_ARRAY);

@@ -31,6 +31,7 @@ TEST(PUtilsConvert, TextToNumbersAtTheirLimits)
 {
     EXPECT_EQ(parsed(PUtils::strToInt32, L" 42", 9), std::make_pair(PRES_OK, 42));
     EXPECT_EQ(parsed(PUtils::strToInt32, L"-12abc", 9), std::make_pair(PRES_OK, -12));
+    EXPECT_EQ(parsed(PUtils::strToInt32, L"010", 9), std::make_pair(PRES_OK, 10)); // decimal, never octal
     for (const wchar_t* bad : {L"", L"x1", L" "})
         EXPECT_EQ(parsed(PUtils::strToInt32, bad, 9), std::make_pair(PRES_BAD_FORMAT, 9)) << bad;
     EXPECT_EQ(parsed(PUtils::strToUint32, L"4294967295", 9u), std::make_pair(PRES_OK, UINT32_MAX));

@@ -213,7 +213,8 @@ TEST(DataFormater, TextFailsWholeInTheCLocaleAndIsCutToOneBytePerCharacter)
 TEST(DataFormaterUtils, RecordsRoundTripAndArraysStopAtTheFirstBadElement)
 {
     const std::vector<PTargetInfo> infos{
-        {{L"alpha", 1}, {L"10.0.0.1", L"port 80"}}, {{L"", 0xFFFFFFFF}, {L"", L""}}, {{L"gamma", 3}, {L"host", std::wstring(300, L'x').c_str()}}}; // long texts convert on the heap
+        {{L"alpha", 1}, {L"10.0.0.1", L"port 80"}}, {{L"", 0xFFFFFFFF}, {L"", L""}},
+        {{L"gamma", 3}, {L"host", std::wstring(300, L'x').c_str()}}}; // a long text converts on the heap
     Bytes data;
     PDataWriter w(data);
     PDataFormaterUtils utils;

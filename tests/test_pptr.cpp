@@ -11,6 +11,13 @@ struct Tracked : Base {
     Tracked(char c = '?') : id(c) {}
     ~Tracked() override { gDestroyed += id; }
 };
+
+// Counts the fresh counters announced to it.
+struct CountedPtr : PPtr<Tracked> {
+    int fresh = 0;
+    using PPtr<Tracked>::operator=;
+    void newCounter() override { ++fresh; }
+};
 } // namespace
 
 TEST(PPtr, HoldersShareOneCountTheKindDecidesTheFree)
@@ -42,4 +49,14 @@ TEST(PPtr, HoldersShareOneCountTheKindDecidesTheFree)
         PPtr<Tracked> other(&loose, (ePtrType)2), copy(other), empty(nullptr, PTR_ARRAY), emptyCopy(empty);
     }
     EXPECT_EQ(gDestroyed, "abc210??");
+
+    // Assignment takes the kind with the pointer; a fresh counter is announced
+    // (in the constructor the base's own hook runs), a shared one is not.
+    PPtr<Tracked> array(new Tracked[2], PTR_ARRAY), assigned, single(new Tracked('s'));
+    assigned = array;
+    CountedPtr counted;
+    counted = new Tracked('t');
+    counted = single;
+    counted = (Tracked*)nullptr;
+    EXPECT_TRUE(assigned.getType() == PTR_ARRAY && counted.fresh == 1);
 }

@@ -6,10 +6,6 @@
 
 #include "testSupport.h"
 
-namespace {
-std::wstring text(const PLiteral& s) { return wideText(s); }
-} // namespace
-
 // A case with a character searches with chr, otherwise with str.
 TEST(PLiteralSearch, PositionsForwardAndReverse)
 {
@@ -148,7 +144,7 @@ TEST(PStringEdit, EveryEditReturnsItsCodeAndLeavesItsText)
     for (const auto& c : cases) {
         PString s(c.start);
         EXPECT_EQ(c.edit(s), c.res) << "case " << &c - cases;
-        EXPECT_EQ(text(s), c.after) << "case " << &c - cases;
+        EXPECT_EQ(wideText(s), c.after) << "case " << &c - cases;
     }
     for (unsigned long n : {huge, huge - 7, huge - 3}) {
         EXPECT_TRUE(PString(L"abc", n).ptr() == nullptr && PString("abc", n).ptr() == nullptr) << n;
@@ -159,19 +155,21 @@ TEST(PStringEdit, EveryEditReturnsItsCodeAndLeavesItsText)
 TEST(PLiteralTokenizer, SplitsTrimsTokenKeepsRest)
 {
     PString rest(L" a , b"), token;
-    EXPECT_TRUE(PLiteral::getNextToken(rest, token, L',') == PRES_OK && text(token) == L"a" && text(rest) == L" b");
-    EXPECT_TRUE(PLiteral::getNextToken(rest, token, L',') == PRES_OK && text(token) == L"b" && rest.len() == 0);
+    EXPECT_TRUE(PLiteral::getNextToken(rest, token, L',') == PRES_OK && wideText(token) == L"a" &&
+                wideText(rest) == L" b");
+    EXPECT_TRUE(PLiteral::getNextToken(rest, token, L',') == PRES_OK && wideText(token) == L"b" && rest.len() == 0);
     EXPECT_EQ(PLiteral::getNextToken(rest, token, L','), PRES_TOKEN);
     // A zero separator is found at the terminator, with nothing after it.
     PString whole(L"a b"), lead(L",x");
     token = L"kept";
-    EXPECT_TRUE(PLiteral::getNextToken(whole, token, L'\0') == PRES_TOKEN && text(whole) == L"a b" && token == L"kept");
-    EXPECT_TRUE(PLiteral::getNextToken(lead, token, L',') == PRES_OK && token.len() == 0 && text(lead) == L"x");
+    EXPECT_TRUE(PLiteral::getNextToken(whole, token, L'\0') == PRES_TOKEN && wideText(whole) == L"a b" &&
+                token == L"kept");
+    EXPECT_TRUE(PLiteral::getNextToken(lead, token, L',') == PRES_OK && token.len() == 0 && wideText(lead) == L"x");
     // The way command lines are split: runs of blanks give empty tokens.
     PString line(L"a  b");
     std::vector<std::wstring> tokens;
     while (PLiteral::getNextToken(line, token, L' ') == PRES_OK)
-        tokens.push_back(text(token));
+        tokens.push_back(wideText(token));
     EXPECT_EQ(tokens, (std::vector<std::wstring>{L"a", L"", L"b"}));
 }
 
@@ -179,7 +177,7 @@ TEST(PStringConversion, MultibyteTextUnderUtf8NoneInTheCLocale)
 {
     ScopedUtf8Locale utf8;
     PString wide("naïve €"), s(L"x"), invalid("\xc3");
-    EXPECT_TRUE(text(wide) == L"naïve €" && wide.len() == 7 && invalid.ptr() == nullptr);
+    EXPECT_TRUE(wideText(wide) == L"naïve €" && wide.len() == 7 && invalid.ptr() == nullptr);
     EXPECT_EQ(PString("é", 2).len(), 1u); // characters, not the bytes given
     // The byte limit is the character count: the narrow copy is cut at a
     // character boundary.
@@ -188,7 +186,7 @@ TEST(PStringConversion, MultibyteTextUnderUtf8NoneInTheCLocale)
     EXPECT_STREQ(whole.getPtr(), "ï€");
     // cat(const char*) grows by the byte count: the tail is zero characters.
     EXPECT_TRUE(s.cat("é") == PRES_OK && s.cat("") == PRES_NO_MEMORY); // empty narrow text does not convert
-    EXPECT_EQ(text(s), std::wstring(L"xé\0", 3));
+    EXPECT_EQ(wideText(s), std::wstring(L"xé\0", 3));
     PPtr<wchar_t> w(PLiteral::pchar2pwchar("€uro", PSTR_ALL), PTR_ARRAY);
     EXPECT_TRUE(w.getPtr() && std::wstring(w.getPtr()) == L"€uro");
     EXPECT_TRUE(!PLiteral::pchar2pwchar("\xff\xfe", PSTR_ALL) && !PLiteral::pchar2pwchar("abc", 0));
@@ -203,7 +201,8 @@ TEST(PStringConversion, MultibyteTextUnderUtf8NoneInTheCLocale)
 TEST(SizeArithmetic, SaturatesAndRefusesArraysBeyondTheAddressSpace)
 {
     using namespace qrix::detail;
-    EXPECT_TRUE(sizeAdd(1, 2, 3) == 6 && sizeAdd(ULONG_MAX, 1) == ULONG_MAX && sizeAdd(ULONG_MAX - 1, 1, 1) == ULONG_MAX);
+    EXPECT_TRUE(sizeAdd(1, 2, 3) == 6 && sizeAdd(ULONG_MAX, 1) == ULONG_MAX &&
+                sizeAdd(ULONG_MAX - 1, 1, 1) == ULONG_MAX);
     EXPECT_TRUE(sizeMul(3, 4) == 12 && sizeMul(ULONG_MAX / 2, 3) == ULONG_MAX && wideBytes(ULONG_MAX) == SIZE_MAX);
     EXPECT_TRUE(!newArray<wchar_t>(PTRDIFF_MAX / sizeof(wchar_t) + 1) && !newZeroedArray<char>(ULONG_MAX));
 }
